@@ -1,0 +1,17 @@
+#pragma once
+
+#include <filesystem>
+
+#include "qis/String.h"
+
+namespace qis {
+
+class FileSystem {
+public:
+    static bool exists(const String& path);
+    // True when the file is gone afterwards because this call removed it.
+    static bool removeFile(const String& path);
+    static std::filesystem::path toPath(const String& path);
+};
+
+} // namespace qis
