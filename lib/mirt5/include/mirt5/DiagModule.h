@@ -1,0 +1,86 @@
+#pragma once
+// The diagnostics framework as a module sees it: registration of the catalogue, the entry that
+// hands control to the framework, and the services a running test calls.
+
+#include <stdexcept>
+#include <vector>
+
+#include "mirt5/DataType.h"
+#include "mirt5/DiagDevice.h"
+#include "mirt5/Message.h"
+#include "mirt5/MessageBox.h"
+#include "mirt5/MirtString.h"
+#include "mirt5/Parameter.h"
+#include "mirt5/Reporter.h"
+#include "mirt5/Test.h"
+#include "mirt5/TestResult.h"
+
+namespace mirt5 {
+
+// A command line, device file, parameter or answer the framework cannot accept. It is reported
+// as one line and the usage exit code; it never reaches the module.
+class UsageError : public std::runtime_error {
+public:
+    explicit UsageError(const qis::String& message) : std::runtime_error(message.utf8()) {}
+};
+
+struct RunRequest {
+    qis::String test;
+    DiagDevice device;
+    std::vector<std::pair<qis::String, qis::String>> parameters; // name, host text
+    std::vector<qis::String> answers;                            // pre-answers, in order
+};
+
+struct ModuleVersion {
+    int major = 0;
+    int minor = 0;
+    qis::String build;
+};
+
+class DiagModule {
+public:
+    // Catalogue. The framework owns what these return, for the life of the process.
+    static Test* createTest(const MirtString& name, const DeviceCapability& capabilities, TestEntry entry);
+    static Parameter* createParameter(const MirtString& name, DataType type, const MirtString& defaultValue,
+                                      bool moduleWide, bool listed);
+    static Event* createEvent(const MirtString& key);
+    static LocalizedString* createLocalizedString(const MirtString& key);
+
+    static const std::vector<Test*>& tests();
+    static const std::vector<Parameter*>& parameters();
+    static const std::vector<Event*>& events();
+    static const std::vector<LocalizedString*>& localizedStrings();
+    static Test* findTest(const qis::String& name);
+    static Parameter* findParameter(const qis::String& name);
+
+    // Entry.
+    static void setCmdLineArgs(int argc, char** argv);
+    static void setVersion(int major, int minor, const MirtString& build);
+    static ModuleVersion version();
+    static void setModuleInitCallback(void (*callback)());
+    // Runs what the command line asks for; returns the process exit code.
+    static int start();
+
+    // Runs one test with checked inputs; throws UsageError for inputs it cannot accept. A
+    // foundation exception from the test is reported as EXITEDABNORMALLY and thrown on.
+    static TestResult run(const RunRequest& request, Reporter& reporter, LineSource* input = nullptr);
+
+    // Services for the running test.
+    static void percentDone(int percent);
+    static void resetPercentDone();
+    static void progress(LocalizedString* text);
+    static bool checkForStop();
+    static void requestStop();
+    static void warning(Event* event, const char* sourceFile, int line);
+    static void error(Event* event, const char* sourceFile, int line);
+
+    // Shows a box and waits for its answer (MessageBox::Answer*). `pollIntervalMs` is how often
+    // the box looks for a stop request, which closes it with AnswerCancel; with `timeoutEnabled`
+    // an unanswered box closes after `timeoutMs` with AnswerTimeout.
+    static int createMessageBox(int type, const MirtString& text, const MirtString& title, int option,
+                                int lookAndFeel, const DiagDevice* device, MessageBox::Callback callback,
+                                void* callbackData, unsigned long timeoutMs, unsigned long pollIntervalMs,
+                                bool timeoutEnabled);
+};
+
+} // namespace mirt5

@@ -1,0 +1,26 @@
+#pragma once
+// Texts of events and localized strings, one JSON file per language:
+//   { "events": { "Key": "text with {variable}" }, "strings": { "Key": "..." } }
+// A language file may hold only some keys; the rest come from English. A key missing from
+// English too shows as "[Key]", so a gap is visible rather than blank.
+
+#include <filesystem>
+#include <map>
+
+#include "qis/String.h"
+
+namespace mirt5 {
+
+class Localization {
+public:
+    // Loads "en.json" and, over it, the file of the tag ("de-AT.json", else "de.json").
+    // Returns false, leaving keys to show as "[Key]", when English cannot be read.
+    static bool load(const std::filesystem::path& directory, const qis::String& tag, qis::String* error = nullptr);
+    static void set(const std::map<qis::String, qis::String>& events, const std::map<qis::String, qis::String>& strings);
+    static qis::String eventText(const qis::String& key);
+    static qis::String stringText(const qis::String& key);
+    // Replaces each "{name}" with the variable's value; unknown names stay as written.
+    static qis::String fill(const qis::String& text, const std::map<qis::String, qis::String>& variables);
+};
+
+} // namespace mirt5

@@ -1,0 +1,212 @@
+// The host protocol: the command line, the catalogue listing and one test run.
+// CLI11 lives in this file only; its header is expensive to compile.
+#include <csignal>
+#include <filesystem>
+#include <iostream>
+
+#include <CLI/CLI.hpp>
+
+#include "HostInput.h"
+#include "Listing.h"
+#include "mirt5/DeviceFile.h"
+#include "mirt5/DiagModule.h"
+#include "mirt5/HostOutput.h"
+#include "mirt5/Localization.h"
+#include "qis/FileSystem.h"
+#include "qis/Locale.h"
+#include "qis/Log.h"
+
+#ifdef _WIN32
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+#include <shellapi.h>
+#endif
+
+namespace mirt5 {
+namespace {
+
+struct Invocation {
+    std::vector<std::string> args; // UTF-8, program name first
+    void (*initCallback)() = nullptr;
+};
+
+Invocation& invocation() {
+    static Invocation instance;
+    return instance;
+}
+
+struct Options {
+    bool version = false;
+    bool list = false;
+    bool json = false;
+    std::string test;
+    std::string device;
+    std::vector<std::string> parameters;
+    std::vector<std::string> answers;
+    std::string locale;
+    int logLevel = qis::LogPriority::Info;
+    std::string logDir;
+};
+
+const char* kExitCodes =
+    "Exit codes: the test's result: 0 PASS, 1 FAIL, 2 CANNOTRUN, 3 NODEVICE, 4 NOSIGNAL, 5 NOTSUPPORTED,\n"
+    "6 USERABORTED, 7 INTERNALERROR, 8 EXITEDABNORMALLY; 64 for a command line, device file or value\n"
+    "that cannot be used. --help, --version and --list exit with 0.\n"
+    "Answers: retry, skip, cancel, ok, timeout or a number, used by the prompts in order.";
+
+qis::String programName() {
+    const auto& args = invocation().args;
+    if (args.empty() || args.front().empty()) return "qisrtvcard";
+    const auto stem = qis::FileSystem::toPath(args.front()).stem().u8string();
+    return qis::String(std::string(stem.begin(), stem.end()));
+}
+
+std::filesystem::path executableDirectory() {
+#ifdef _WIN32
+    wchar_t buffer[MAX_PATH * 4];
+    const DWORD length = GetModuleFileNameW(nullptr, buffer, static_cast<DWORD>(std::size(buffer)));
+    if (length > 0 && length < std::size(buffer)) return std::filesystem::path(buffer).parent_path();
+#else
+    std::error_code error;
+    const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
+    if (!error) return self.parent_path();
+#endif
+    return std::filesystem::current_path();
+}
+
+qis::String systemLocaleTag() {
+#ifdef _WIN32
+    wchar_t name[LOCALE_NAME_MAX_LENGTH] = {};
+    if (LCIDToLocaleName(MAKELCID(GetUserDefaultUILanguage(), SORT_DEFAULT), name, LOCALE_NAME_MAX_LENGTH, 0) > 0)
+        return qis::String(name);
+#else
+    if (const char* lang = std::getenv("LANG")) {
+        const std::string tag = std::string(lang).substr(0, std::string(lang).find('.'));
+        if (!tag.empty() && tag != "C" && tag != "POSIX") return qis::String(tag);
+    }
+#endif
+    return "en";
+}
+
+// First Ctrl+C asks the test to stop; a second one ends the process the usual way.
+extern "C" void onInterrupt(int) {
+    DiagModule::requestStop();
+    std::signal(SIGINT, SIG_DFL);
+}
+
+std::pair<qis::String, qis::String> splitParameter(const std::string& text) {
+    const auto equals = text.find('=');
+    if (equals == std::string::npos || equals == 0)
+        throw UsageError("--param \"" + qis::String(text) + "\": expected NAME=VALUE");
+    return {qis::String(text.substr(0, equals)), qis::String(text.substr(equals + 1))};
+}
+
+void addOptions(CLI::App& app, Options& o) {
+    app.add_flag("--version", o.version, "Print the module's version and exit");
+    auto* list = app.add_flag("--list", o.list, "List the catalogue (with --device: the tests offered for it)");
+    auto* test = app.add_option("--test", o.test, "Run the test NAME")->type_name("NAME");
+    list->excludes(test);
+    app.add_option("--device", o.device, "Device under test, a JSON file")->type_name("FILE");
+    app.add_option("--param", o.parameters, "A parameter value for the test")->type_name("NAME=VALUE")->allow_extra_args(false);
+    app.add_option("--answer", o.answers, "Pre-answer the next prompt")->type_name("ANSWER")->allow_extra_args(false);
+    app.add_flag("--json", o.json, "Write JSON Lines instead of text; read answers and stop commands from stdin");
+    app.add_option("--locale", o.locale, "Language of the texts, e.g. de-DE (default: the system's)")->type_name("TAG");
+    app.add_option("--log-level", o.logLevel, "Lowest log priority written: 0 trace ... 4 error (default 2)")
+        ->check(CLI::Range(0, 4))
+        ->type_name("N");
+    app.add_option("--log-dir", o.logDir, "Directory of the log files (default: the current directory)")->type_name("DIR");
+    app.footer(kExitCodes);
+}
+
+void configureServices(const Options& o) {
+    qis::LogFactory::setPriority(o.logLevel);
+    if (!o.logDir.empty()) {
+        if (!std::filesystem::is_directory(qis::FileSystem::toPath(o.logDir)))
+            throw UsageError("--log-dir \"" + qis::String(o.logDir) + "\": not a directory");
+        qis::LogFactory::setLogDirectory(o.logDir);
+    }
+    qis::LogFactory::setDefaultLogFile(programName());
+    qis::QISLocale::setGlobalLocale(qis::QISLocale(o.locale.empty() ? systemLocaleTag() : qis::String(o.locale)));
+    Localization::load(executableDirectory() / "locale", qis::QISLocale::getGlobalLocale().toString());
+}
+
+int runTest(const Options& o) {
+    if (o.device.empty()) throw UsageError("--test " + qis::String(o.test) + " needs --device FILE");
+    RunRequest request;
+    request.test = o.test;
+    request.device = loadDeviceFile(o.device);
+    for (const auto& p : o.parameters) request.parameters.push_back(splitParameter(p));
+    for (const auto& a : o.answers) request.answers.emplace_back(a);
+
+    std::unique_ptr<LineSource> input;
+    if (o.json) input = openStandardInput(true);
+    else if (standardInputIsConsole()) input = openStandardInput(false);
+    const auto reporter = o.json ? makeJsonReporter(std::cout, o.logLevel) : makeHumanReporter(std::cout, o.logLevel);
+
+    std::signal(SIGINT, onInterrupt);
+    return DiagModule::run(request, *reporter, input.get()).value();
+}
+
+int dispatch(CLI::App& app, const Options& o) {
+    if (o.version) {
+        const ModuleVersion v = DiagModule::version();
+        std::cout << programName() << ' ' << v.major << '.' << v.minor << " build " << v.build << '\n';
+        return 0;
+    }
+    if (o.list) {
+        std::optional<DiagDevice> device;
+        if (!o.device.empty()) device = loadDeviceFile(o.device);
+        listCatalogue(std::cout, programName(), device, o.json);
+        return 0;
+    }
+    if (!o.test.empty()) return runTest(o);
+    throw UsageError("nothing to do: give --test NAME, --list, --version or --help (" + qis::String(app.get_name()) + " --help)");
+}
+
+} // namespace
+
+void DiagModule::setCmdLineArgs(int argc, char** argv) {
+    auto& args = invocation().args;
+    args.clear();
+#ifdef _WIN32
+    // The narrow argv is in the ANSI code page; the wide command line keeps every character.
+    int count = 0;
+    if (LPWSTR* wide = CommandLineToArgvW(GetCommandLineW(), &count)) {
+        if (count == argc)
+            for (int i = 0; i < count; ++i) args.push_back(qis::String(wide[i]).utf8());
+        LocalFree(wide);
+    }
+#endif
+    if (args.empty())
+        for (int i = 0; i < argc; ++i) args.emplace_back(argv[i] ? argv[i] : "");
+}
+
+void DiagModule::setModuleInitCallback(void (*callback)()) { invocation().initCallback = callback; }
+
+int DiagModule::start() {
+    const qis::String name = programName();
+    CLI::App app("Diagnostics for TV-tuner and video-capture cards", name.utf8());
+    Options options;
+    addOptions(app, options);
+    try {
+        std::vector<std::string> args(invocation().args.rbegin(), invocation().args.rend());
+        if (!args.empty()) args.pop_back(); // CLI11 takes the arguments reversed, without the program
+        app.parse(args);
+    } catch (const CLI::CallForHelp&) {
+        std::cout << app.help();
+        return 0;
+    } catch (const CLI::ParseError& e) {
+        std::cerr << name << ": " << e.what() << '\n';
+        return kUsageExitCode;
+    }
+    try {
+        configureServices(options);
+        if (invocation().initCallback) invocation().initCallback();
+        return dispatch(app, options);
+    } catch (const UsageError& e) {
+        std::cerr << name << ": " << e.what() << '\n';
+        return kUsageExitCode;
+    }
+}
+
+} // namespace mirt5

@@ -1,0 +1,142 @@
+#include "mirt5/HostOutput.h"
+
+#include <ostream>
+
+#include <nlohmann/json.hpp>
+
+#include "Answers.h"
+
+namespace mirt5 {
+namespace {
+
+const char* severityName(Severity severity) { return severity == Severity::Warning ? "warning" : "error"; }
+
+qis::String variableList(const Variables& variables) {
+    qis::String text;
+    for (const auto& [name, value] : variables) text += (text.isEmpty() ? "" : ", ") + name + "=" + value;
+    return text;
+}
+
+class HumanReporter final : public Reporter {
+public:
+    HumanReporter(std::ostream& out, int logLevel) : out_(out), logLevel_(logLevel) {}
+
+    void started(const qis::String& test, const DiagDevice& device) override {
+        line("start " + test + " on \"" + device.name() + "\"");
+    }
+    void percent(int value, bool reset) override {
+        line(reset ? qis::String("percent reset") : "percent " + qis::String::number(value));
+    }
+    void progress(const qis::String&, const qis::String& text, const Variables&) override { line("progress " + text); }
+    void event(Severity severity, const qis::String& key, const qis::String& text, const Variables& variables,
+               const qis::String& file, int sourceLine) override {
+        qis::String vars = variableList(variables);
+        line(qis::String(severityName(severity)) + " " + key + ": " + text + (vars.isEmpty() ? "" : " [" + vars + "]") +
+             " (" + file + ":" + qis::String::number(sourceLine) + ")");
+    }
+    void promptOpened(const Prompt& prompt) override {
+        qis::String timeout = prompt.timeoutMs ? " (time-out " + qis::String::number(prompt.timeoutMs / 1000.0) + " s)" : "";
+        line("prompt " + prompt.title + ": " + prompt.text + timeout);
+        line("answer with: retry (r), skip (s), cancel (c)");
+    }
+    void promptAnswered(const Prompt&, const PromptAnswer& answer) override {
+        line("answer " + answers::nameOf(answer.code) + " (" + answer.source + ")");
+    }
+    void log(const qis::LogRecord& record) override {
+        if (record.priority < logLevel_) return;
+        line("log " + qis::String::number(record.priority) + " " + record.category + ": " + record.text);
+    }
+    void finished(TestResult result, const qis::String& detail) override {
+        line("result " + qis::String(result.name()) + " " + qis::String::number(result.value()) +
+             (detail.isEmpty() ? "" : ": " + detail));
+    }
+
+private:
+    void line(const qis::String& text) {
+        std::lock_guard lock(mutex_);
+        out_ << text << '\n';
+        out_.flush();
+    }
+    std::ostream& out_;
+    int logLevel_;
+    std::mutex mutex_;
+};
+
+class JsonReporter final : public Reporter {
+public:
+    JsonReporter(std::ostream& out, int logLevel) : out_(out), logLevel_(logLevel) {}
+
+    void started(const qis::String& test, const DiagDevice& device) override {
+        write({{"type", "start"}, {"test", test.utf8()}, {"device", device.name().utf8()}});
+    }
+    void percent(int value, bool reset) override {
+        nlohmann::json j = {{"type", "percent"}, {"value", value}};
+        if (reset) j["reset"] = true;
+        write(j);
+    }
+    void progress(const qis::String& key, const qis::String& text, const Variables& variables) override {
+        write({{"type", "progress"}, {"key", key.utf8()}, {"text", text.utf8()}, {"variables", toJson(variables)}});
+    }
+    void event(Severity severity, const qis::String& key, const qis::String& text, const Variables& variables,
+               const qis::String& file, int line) override {
+        write({{"type", "event"},
+               {"severity", severityName(severity)},
+               {"key", key.utf8()},
+               {"text", text.utf8()},
+               {"variables", toJson(variables)},
+               {"file", file.utf8()},
+               {"line", line}});
+    }
+    void promptOpened(const Prompt& prompt) override {
+        write({{"type", "prompt"},
+               {"id", prompt.id},
+               {"kind", prompt.kind.utf8()},
+               {"title", prompt.title.utf8()},
+               {"text", prompt.text.utf8()},
+               {"timeoutMs", prompt.timeoutMs},
+               {"answers", {"retry", "skip", "cancel"}}});
+    }
+    void promptAnswered(const Prompt& prompt, const PromptAnswer& answer) override {
+        write({{"type", "answer"},
+               {"id", prompt.id},
+               {"answer", answers::nameOf(answer.code).utf8()},
+               {"code", answer.code},
+               {"source", answer.source.utf8()}});
+    }
+    void log(const qis::LogRecord& record) override {
+        if (record.priority < logLevel_) return;
+        write({{"type", "log"}, {"priority", record.priority}, {"category", record.category.utf8()}, {"text", record.text.utf8()}});
+    }
+    void finished(TestResult result, const qis::String& detail) override {
+        nlohmann::json j = {{"type", "result"}, {"result", result.name()}, {"code", result.value()}};
+        if (!detail.isEmpty()) j["detail"] = detail.utf8();
+        write(j);
+    }
+
+private:
+    static nlohmann::json toJson(const Variables& variables) {
+        nlohmann::json j = nlohmann::json::object();
+        for (const auto& [name, value] : variables) j[name.utf8()] = value.utf8();
+        return j;
+    }
+    void write(const nlohmann::json& j) {
+        std::lock_guard lock(mutex_);
+        out_ << j.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+        out_.flush();
+    }
+    std::ostream& out_;
+    int logLevel_;
+    std::mutex mutex_;
+};
+
+} // namespace
+
+std::unique_ptr<Reporter> makeHumanReporter(std::ostream& out, int logLevel) {
+    return std::make_unique<HumanReporter>(out, logLevel);
+}
+
+std::unique_ptr<Reporter> makeJsonReporter(std::ostream& out, int logLevel) {
+    return std::make_unique<JsonReporter>(out, logLevel);
+}
+
+} // namespace mirt5
