@@ -1,0 +1,57 @@
+#pragma once
+// The one COM smart pointer of the product: owns one reference and releases it on every path.
+
+#include <unknwn.h>
+
+#include <utility>
+
+namespace tunekit {
+
+template <class T>
+class ComPtr {
+public:
+    ComPtr() = default;
+    ComPtr(std::nullptr_t) {}
+    // Takes a new reference of its own.
+    explicit ComPtr(T* p) : p_(p) { if (p_) p_->AddRef(); }
+    ComPtr(const ComPtr& other) : p_(other.p_) { if (p_) p_->AddRef(); }
+    ComPtr(ComPtr&& other) noexcept : p_(std::exchange(other.p_, nullptr)) {}
+    ~ComPtr() { reset(); }
+
+    ComPtr& operator=(ComPtr other) noexcept {
+        std::swap(p_, other.p_);
+        return *this;
+    }
+
+    T* get() const { return p_; }
+    T* operator->() const { return p_; }
+    explicit operator bool() const { return p_ != nullptr; }
+
+    void reset() {
+        if (T* p = std::exchange(p_, nullptr)) p->Release();
+    }
+    // For out-parameters: drops the current reference and lets the callee fill in a new one.
+    T** put() {
+        reset();
+        return &p_;
+    }
+    void** putVoid() { return reinterpret_cast<void**>(put()); }
+    // Adopts a reference the caller already owns.
+    void attach(T* p) {
+        reset();
+        p_ = p;
+    }
+    // Hands the reference to the caller.
+    T* detach() { return std::exchange(p_, nullptr); }
+
+    template <class U>
+    HRESULT as(ComPtr<U>& out) const {
+        if (!p_) return E_POINTER;
+        return p_->QueryInterface(__uuidof(U), out.putVoid());
+    }
+
+private:
+    T* p_ = nullptr;
+};
+
+} // namespace tunekit

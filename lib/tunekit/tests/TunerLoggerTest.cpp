@@ -1,0 +1,68 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <vector>
+
+#include "qis/Log.h"
+#include "tunekit/TunerLogger.h"
+
+namespace tunekit {
+namespace {
+
+class TunerLog : public ::testing::Test {
+protected:
+    void SetUp() override {
+        directory_ = std::filesystem::temp_directory_path() / (std::string("tunerlog-") + ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        std::filesystem::remove_all(directory_);
+        std::filesystem::create_directories(directory_);
+        qis::LogFactory::setLogDirectory(directory_.string());
+        previousPriority_ = qis::LogFactory::getPriority();
+        sink_ = qis::LogFactory::addSink([this](const qis::LogRecord& r) { records_.push_back(r); });
+    }
+    void TearDown() override {
+        qis::LogFactory::removeSink(sink_);
+        qis::LogFactory::setPriority(previousPriority_);
+        qis::LogFactory::setLogDirectory(".");
+    }
+    std::string fileText(const char* name) const {
+        std::ifstream in(directory_ / name);
+        std::stringstream text;
+        text << in.rdbuf();
+        return text.str();
+    }
+
+    std::filesystem::path directory_;
+    std::vector<qis::LogRecord> records_;
+    int previousPriority_ = 0;
+    int sink_ = 0;
+};
+
+TEST_F(TunerLog, MessagesGoToTheNamedFileWithDebugInfoAndErrorPriorities) {
+    qis::LogFactory::setPriority(qis::LogPriority::Trace);
+    TunerLogger::logToFile("tunerTest");
+    TunerLogger::logDebugMessage("Adding filter");
+    TunerLogger::logInfoMessage("Graph built");
+    TunerLogger::logErrorMessage("Run failed");
+
+    ASSERT_EQ(records_.size(), 3u);
+    EXPECT_EQ(records_[0].category, "tunerTest");
+    EXPECT_EQ(records_[0].priority, qis::LogPriority::Debug);
+    EXPECT_EQ(records_[1].priority, qis::LogPriority::Info);
+    EXPECT_EQ(records_[2].priority, qis::LogPriority::Error);
+    const std::string text = fileText("tunerTest.log");
+    EXPECT_NE(text.find("Adding filter"), std::string::npos);
+    EXPECT_NE(text.find("Run failed"), std::string::npos);
+}
+
+TEST_F(TunerLog, DebugLinesAreDroppedAtTheDefaultLevelAndNoFileIsCreatedForThem) {
+    qis::LogFactory::setPriority(qis::LogPriority::Info);
+    TunerLogger::logToFile("quietTest");
+    TunerLogger::logDebugMessage("not wanted");
+    EXPECT_TRUE(records_.empty());
+    EXPECT_FALSE(std::filesystem::exists(directory_ / "quietTest.log"));
+}
+
+} // namespace
+} // namespace tunekit
