@@ -204,7 +204,7 @@ bool String::toDouble(double& out) const {
     double value = 0;
     const char* end = text_.data() + text_.size();
     const auto [ptr, ec] = std::from_chars(text_.data(), end, value, std::chars_format::general);
-    if (ec != std::errc() || ptr != end || false) return false;
+    if (ec != std::errc() || ptr != end || !std::isfinite(value)) return false;
     out = value;
     return true;
 }
