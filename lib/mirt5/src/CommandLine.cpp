@@ -20,6 +20,7 @@
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
 #include <shellapi.h>
+#include <stdlib.h>
 #endif
 
 namespace mirt5 {
@@ -169,9 +170,10 @@ void DiagModule::setCmdLineArgs(int argc, char** argv) {
     auto& args = invocation().args;
     args.clear();
 #ifdef _WIN32
-    // The narrow argv is in the ANSI code page; the wide command line keeps every character.
+    // The process's own narrow argv is in the ANSI code page; its wide command line keeps every
+    // character. Arguments made up by a caller (tests) are taken as they are.
     int count = 0;
-    if (LPWSTR* wide = CommandLineToArgvW(GetCommandLineW(), &count)) {
+    if (LPWSTR* wide = argv == __argv ? CommandLineToArgvW(GetCommandLineW(), &count) : nullptr) {
         if (count == argc)
             for (int i = 0; i < count; ++i) args.push_back(qis::String(wide[i]).utf8());
         LocalFree(wide);
@@ -201,7 +203,12 @@ int DiagModule::start() {
     }
     try {
         configureServices(options);
-        if (invocation().initCallback) invocation().initCallback();
+        // The callback wires the catalogue together: once per process, however often start runs.
+        static bool initialised = false;
+        if (invocation().initCallback && !initialised) {
+            initialised = true;
+            invocation().initCallback();
+        }
         return dispatch(app, options);
     } catch (const UsageError& e) {
         std::cerr << name << ": " << e.what() << '\n';

@@ -1,0 +1,23 @@
+#include "frame/Entry.h"
+
+#include "frame/Catalogue.h"
+#include "qis/ErrorStream.h"
+#include "qis/Exception.h"
+#include "tunekit/TunerLogger.h"
+
+namespace qisrtvcard {
+
+int moduleMain(int argc, char** argv) {
+    tunekit::TunerLogger::logToFile("libTunekit");
+    try {
+        mirt5::DiagModule::setCmdLineArgs(argc, argv);
+        mirt5::DiagModule::setVersion(5, 0, "000000001");
+        mirt5::DiagModule::setModuleInitCallback(moduleInit);
+        return mirt5::DiagModule::start();
+    } catch (const qis::Exception& e) {
+        qis::cerr << "exception caught: " << e.getMessage() << "\n";
+        return mirt5::TestResult::EXITEDABNORMALLY().value();
+    }
+}
+
+} // namespace qisrtvcard

@@ -1,0 +1,3 @@
+#include "frame/Entry.h"
+
+int main(int argc, char** argv) { return qisrtvcard::moduleMain(argc, argv); }

@@ -1,0 +1,54 @@
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "ModuleTestSupport.h"
+#include "frame/Entry.h"
+#include "mirt5/DiagModule.h"
+#include "qis/ErrorStream.h"
+#include "qis/Exception.h"
+
+namespace qisrtvcard {
+namespace {
+
+mirt5::TestResult throwingProbe(const mirt5::DiagDevice&) { throw qis::Exception("injected failure"); }
+
+class ModuleEntry : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        testing::initialiseCatalogue();
+        mirt5::DiagModule::createTest("ThrowingProbe", mirt5::DeviceCapability(), throwingProbe);
+    }
+    void SetUp() override { previous_ = qis::cerr.setTarget(&errors_); }
+    void TearDown() override { qis::cerr.setTarget(previous_); }
+
+    int run(std::vector<std::string> args) {
+        args.insert(args.begin(), "qisrtvcard");
+        std::vector<char*> argv;
+        for (auto& a : args) argv.push_back(a.data());
+        argv.push_back(nullptr);
+        return moduleMain(static_cast<int>(args.size()), argv.data());
+    }
+
+    std::ostringstream errors_;
+    std::ostream* previous_ = nullptr;
+};
+
+TEST_F(ModuleEntry, FoundationExceptionEscapingTheFrameworkEndsAbnormallyWithOneLine) {
+    const auto device = testing::writeTempFile("probe-device.json", R"({"name": "Probe"})");
+    const int code = run({"--test", "ThrowingProbe", "--device", device.string()});
+    EXPECT_EQ(code, mirt5::TestResult::EXITEDABNORMALLY().value());
+    EXPECT_EQ(errors_.str(), "exception caught: injected failure\n");
+}
+
+TEST_F(ModuleEntry, VersionAnswersWithTheModulesVersionAndSucceeds) {
+    EXPECT_EQ(run({"--version"}), 0);
+    const mirt5::ModuleVersion version = mirt5::DiagModule::version();
+    EXPECT_EQ(version.major, 5);
+    EXPECT_EQ(version.minor, 0);
+    EXPECT_EQ(version.build, "000000001");
+    EXPECT_TRUE(errors_.str().empty());
+}
+
+} // namespace
+} // namespace qisrtvcard

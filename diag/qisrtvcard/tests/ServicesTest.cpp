@@ -1,0 +1,233 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <filesystem>
+
+#include "ModuleTestSupport.h"
+#include "frame/Catalogue.h"
+#include "frame/ComFactory.h"
+#include "frame/Services.h"
+#include "mirt5/RecordingReporter.h"
+#include "qis/Locale.h"
+#include "qis/System.h"
+
+namespace qisrtvcard {
+namespace {
+
+using mirt5::DiagModule;
+
+// ---- language to country ------------------------------------------------------------------
+
+class CountryFromLanguage : public ::testing::TestWithParam<std::pair<const char*, long>> {
+protected:
+    void TearDown() override { qis::QISLocale::setGlobalLocale(qis::QISLocale("en")); }
+};
+
+TEST_P(CountryFromLanguage, MapsTheUserInterfaceLanguage) {
+    qis::QISLocale::setGlobalLocale(qis::QISLocale(GetParam().first));
+    EXPECT_EQ(languageCountryCode(), GetParam().second) << GetParam().first;
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, CountryFromLanguage,
+                         ::testing::Values(std::pair{"en", 1L}, std::pair{"en-GB", 1L}, std::pair{"de-DE", 49L},
+                                           std::pair{"zh-cn", 86L}, std::pair{"zh-tw", 852L},
+                                           // The region's case matters: only the lower-case tag is listed.
+                                           std::pair{"zh-TW", 1L}, std::pair{"zh", 1L}, std::pair{"pt-BR", 351L},
+                                           std::pair{"tr", 90L}, std::pair{"sv", 46L}, std::pair{"xx", 1L}));
+
+// ---- the cable-check prompt --------------------------------------------------------------
+
+int g_retryAnswer = -1;
+mirt5::TestResult retryProbe(const mirt5::DiagDevice&) {
+    g_retryAnswer = RetryDigitalTestDlg();
+    return mirt5::TestResult::PASS();
+}
+
+class CablePrompt : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        testing::initialiseCatalogue();
+        static mirt5::Test* probe = [] {
+            auto* test = DiagModule::createTest("RetryPromptProbe", mirt5::DeviceCapability(), retryProbe);
+            test->addParameter(CheckTVCable)->addParameter(MsgBoxTimeout);
+            return test;
+        }();
+        (void)probe;
+    }
+
+    int answerFor(const char* checkCable, std::vector<qis::String> answers) {
+        mirt5::RunRequest request;
+        request.test = "RetryPromptProbe";
+        request.device = mirt5::DiagDevice("probe", "", mirt5::DeviceCapability());
+        request.parameters = {{"CheckTVCable", checkCable}, {"MsgBoxTimeout", "30"}};
+        request.answers = std::move(answers);
+        g_retryAnswer = -1;
+        DiagModule::run(request, reporter_);
+        return g_retryAnswer;
+    }
+
+    mirt5::RecordingReporter reporter_;
+};
+
+TEST_F(CablePrompt, MapsCancelSkipAndEverythingElse) {
+    EXPECT_EQ(answerFor("true", {"150"}), RetryAnswerAborted);
+    EXPECT_EQ(answerFor("true", {"cancel"}), RetryAnswerAborted);
+    EXPECT_EQ(answerFor("true", {"220"}), RetryAnswerGiveUp);
+    EXPECT_EQ(answerFor("true", {"retry"}), RetryAnswerRetry);
+    EXPECT_EQ(answerFor("true", {"7"}), RetryAnswerRetry);
+    EXPECT_EQ(answerFor("true", {"timeout"}), RetryAnswerRetry);
+}
+
+TEST_F(CablePrompt, UnansweredPromptTimesOutAfterMsgBoxTimeoutSecondsAndRetries) {
+    qis::VirtualClock clock;
+    qis::ScopedClock useIt(clock);
+    EXPECT_EQ(answerFor("true", {}), RetryAnswerRetry);
+    EXPECT_GE(clock.elapsed(), std::chrono::seconds(30));
+    ASSERT_EQ(reporter_.prompts.size(), 1u);
+    const auto& prompt = reporter_.prompts.back();
+    EXPECT_EQ(prompt.type, 10);
+    EXPECT_EQ(prompt.timeoutMs, 30000u);
+    EXPECT_EQ(prompt.title, CheckCableConnectedTitle->localizedString());
+    EXPECT_EQ(prompt.text, CheckCableConnectedMessage->localizedString());
+}
+
+TEST_F(CablePrompt, CheckTVCableOffShowsNothing) {
+    EXPECT_EQ(answerFor("false", {"cancel"}), RetryAnswerNoPrompt);
+    EXPECT_TRUE(reporter_.prompts.empty());
+}
+
+// ---- Media Center guard --------------------------------------------------------------------
+
+// Starts a copy of the idle helper under another executable name and ends it on destruction.
+class ProcessUnderName {
+public:
+    explicit ProcessUnderName(const std::wstring& exeName) {
+        wchar_t self[MAX_PATH];
+        GetModuleFileNameW(nullptr, self, MAX_PATH);
+        const auto helper = std::filesystem::path(self).parent_path() / L"idle_process.exe";
+        dir_ = std::filesystem::temp_directory_path() / L"qisrtvcard-mediacenter";
+        std::filesystem::create_directories(dir_);
+        path_ = dir_ / exeName;
+        std::filesystem::copy_file(helper, path_, std::filesystem::copy_options::overwrite_existing);
+        std::wstring commandLine = L"\"" + path_.wstring() + L"\" 60";
+        STARTUPINFOW startup{sizeof(startup)};
+        started_ = CreateProcessW(path_.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                                  &startup, &info_) != FALSE;
+    }
+    ~ProcessUnderName() {
+        if (started_) {
+            TerminateProcess(info_.hProcess, 0);
+            WaitForSingleObject(info_.hProcess, 5000);
+            CloseHandle(info_.hProcess);
+            CloseHandle(info_.hThread);
+        }
+        std::error_code ignored;
+        std::filesystem::remove(path_, ignored);
+    }
+    bool started() const { return started_; }
+
+private:
+    std::filesystem::path dir_, path_;
+    PROCESS_INFORMATION info_{};
+    bool started_ = false;
+};
+
+TEST(MediaCenterGuard, SeesMediaCenterProcessesWhateverTheirCase) {
+    EXPECT_FALSE(isMediaCenterRunning());
+    {
+        ProcessUnderName shell(L"EHSHELL.EXE");
+        ASSERT_TRUE(shell.started());
+        EXPECT_TRUE(isMediaCenterRunning());
+    }
+    {
+        ProcessUnderName recorder(L"ehrec.exe");
+        ASSERT_TRUE(recorder.started());
+        EXPECT_TRUE(isMediaCenterRunning());
+    }
+    {
+        ProcessUnderName other(L"ehshell2.exe");
+        ASSERT_TRUE(other.started());
+        EXPECT_FALSE(isMediaCenterRunning());
+    }
+}
+
+// ---- media types, ROT hooks, COM factory, tracing ------------------------------------------
+
+class CountedUnknown final : public IUnknown {
+public:
+    STDMETHODIMP QueryInterface(REFIID, void** object) override { *object = nullptr; return E_NOINTERFACE; }
+    STDMETHODIMP_(ULONG) AddRef() override { return ++references; }
+    STDMETHODIMP_(ULONG) Release() override { return --references; }
+    ULONG references = 1;
+};
+
+TEST(DeleteMediaTypeTest, ReleasesTheFormatTheObjectAndTheStructure) {
+    CountedUnknown object;
+    auto* type = static_cast<AM_MEDIA_TYPE*>(CoTaskMemAlloc(sizeof(AM_MEDIA_TYPE)));
+    ZeroMemory(type, sizeof(*type));
+    type->cbFormat = 88;
+    type->pbFormat = static_cast<BYTE*>(CoTaskMemAlloc(88));
+    type->pUnk = &object;
+    object.AddRef();
+    DeleteMediaType(type);
+    EXPECT_EQ(object.references, 1u);
+    DeleteMediaType(nullptr); // nothing to do, and no crash
+}
+
+TEST(RunningObjectTableHooks, PublishNothingAndLeaveTheCookieAlone) {
+    DWORD cookie = 0xC0FFEE;
+    EXPECT_EQ(AddGraphToRot(nullptr, &cookie), S_OK);
+    EXPECT_EQ(cookie, 0xC0FFEEu);
+    RemoveGraphFromRot(cookie);
+}
+
+int g_factoryCalls = 0;
+HRESULT WINAPI refusingFactory(REFCLSID, LPUNKNOWN, DWORD, REFIID, LPVOID* object) {
+    ++g_factoryCalls;
+    *object = nullptr;
+    return REGDB_E_CLASSNOTREG;
+}
+
+TEST(ComFactorySeam, InstalledFactoryCreatesEverythingAndTheRealOneComesBack) {
+    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    IGraphBuilder* graph = nullptr;
+    {
+        ScopedComFactory fake(refusingFactory);
+        EXPECT_EQ(createInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder,
+                                 reinterpret_cast<void**>(&graph)),
+                  REGDB_E_CLASSNOTREG);
+        EXPECT_EQ(g_factoryCalls, 1);
+    }
+    // Wine's own filter graph manager answers once the fake is gone.
+    ASSERT_EQ(createInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder,
+                             reinterpret_cast<void**>(&graph)),
+              S_OK);
+    graph->Release();
+    CoUninitialize();
+}
+
+TEST(TracingConvention, ScopesAreLoggedOnlyBelowInfoPriority) {
+    std::vector<qis::LogRecord> records;
+    const int sink = qis::LogFactory::addSink([&](const qis::LogRecord& r) { records.push_back(r); });
+    const int previous = qis::LogFactory::getPriority();
+    DWORD cookie = 0;
+
+    qis::LogFactory::setPriority(qis::LogPriority::Info);
+    AddGraphToRot(nullptr, &cookie);
+    EXPECT_TRUE(records.empty());
+
+    qis::LogFactory::setPriority(qis::LogPriority::Trace);
+    AddGraphToRot(nullptr, &cookie);
+    ASSERT_EQ(records.size(), 2u);
+    EXPECT_EQ(records[0].category, "qisrtvcard");
+    EXPECT_TRUE(records[0].text.startsWith("Entering AddGraphToRot (qisrtvcard:")) << records[0].text;
+    EXPECT_EQ(records[1].text, "Leaving AddGraphToRot");
+
+    qis::LogFactory::setPriority(previous);
+    qis::LogFactory::removeSink(sink);
+}
+
+} // namespace
+} // namespace qisrtvcard
