@@ -1,1 +1,274 @@
+// The program as a host drives it: command lines in, exit codes, stdout and stderr out.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include <nlohmann/json.hpp>
+
+namespace {
+
+using nlohmann::json;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+struct Outcome {
+    DWORD code = 0;
+    std::string out;
+    std::string err;
+};
+
+std::filesystem::path binDirectory() {
+    wchar_t self[MAX_PATH];
+    GetModuleFileNameW(nullptr, self, MAX_PATH);
+    return std::filesystem::path(self).parent_path();
+}
+
+std::filesystem::path workDirectory() {
+    const auto dir = std::filesystem::temp_directory_path() / L"qisrtvcard-host";
+    std::filesystem::create_directories(dir);
+    return dir;
+}
+
+std::string drain(HANDLE pipe) {
+    std::string text;
+    char buffer[4096];
+    DWORD read = 0;
+    while (ReadFile(pipe, buffer, sizeof buffer, &read, nullptr) && read > 0) text.append(buffer, read);
+    return text;
+}
+
+Outcome runModule(const std::string& arguments, const std::string& input = "") {
+    SECURITY_ATTRIBUTES inherit{sizeof(inherit), nullptr, TRUE};
+    HANDLE outRead, outWrite, errRead, errWrite, inRead, inWrite;
+    CreatePipe(&outRead, &outWrite, &inherit, 0);
+    CreatePipe(&errRead, &errWrite, &inherit, 0);
+    CreatePipe(&inRead, &inWrite, &inherit, 0);
+    for (HANDLE parentEnd : {outRead, errRead, inWrite}) SetHandleInformation(parentEnd, HANDLE_FLAG_INHERIT, 0);
+
+    STARTUPINFOW startup{sizeof(startup)};
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = outWrite;
+    startup.hStdError = errWrite;
+    startup.hStdInput = inRead;
+    const std::wstring program = (binDirectory() / L"qisrtvcard.exe").wstring();
+    std::wstring commandLine = L"\"" + program + L"\" " + std::wstring(arguments.begin(), arguments.end());
+    PROCESS_INFORMATION info{};
+    const std::wstring cwd = workDirectory().wstring();
+    const bool started = CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr,
+                                        cwd.c_str(), &startup, &info) != FALSE;
+    CloseHandle(outWrite);
+    CloseHandle(errWrite);
+    CloseHandle(inRead);
+    Outcome outcome;
+    if (!started) {
+        outcome.code = 0xFFFFFFFF;
+        return outcome;
+    }
+    DWORD written = 0;
+    if (!input.empty()) WriteFile(inWrite, input.data(), static_cast<DWORD>(input.size()), &written, nullptr);
+    CloseHandle(inWrite);
+    std::thread errReader([&] { outcome.err = drain(errRead); });
+    outcome.out = drain(outRead);
+    errReader.join();
+    WaitForSingleObject(info.hProcess, 60000);
+    GetExitCodeProcess(info.hProcess, &outcome.code);
+    for (HANDLE h : {info.hProcess, info.hThread, outRead, errRead}) CloseHandle(h);
+    // Windows programs write CR LF; compare texts the way a host reads lines.
+    for (std::string* text : {&outcome.out, &outcome.err}) std::erase(*text, '\r');
+    return outcome;
+}
+
+std::string deviceFile(const std::string& name, const std::string& jsonText) {
+    const auto path = workDirectory() / (name + ".json");
+    std::ofstream(path, std::ios::binary) << jsonText;
+    return "\"" + path.string() + "\"";
+}
+
+std::string device(const std::string& name, const std::string& capabilities, const std::string& properties) {
+    return deviceFile(name, R"({"name": ")" + name + R"(", "capabilities": [)" + capabilities + R"(], "properties": {)" +
+                                properties + "}}");
+}
+
+const char* kAllCapabilities =
+    R"("VideoCapture", "VideoCaptureBaseFilter", "AnalogTVTuner", "DigitalTVTuner", "AnalogFMRadioTuner")";
+
+std::vector<std::string> offeredTests(const std::string& deviceArgument) {
+    const Outcome listing = runModule("--list --json --device " + deviceArgument);
+    EXPECT_EQ(listing.code, 0u) << listing.err;
+    const json catalogue = json::parse(listing.out);
+    std::vector<std::string> names;
+    for (const auto& test : catalogue["tests"]) names.push_back(test["name"]);
+    return names;
+}
+
+TEST(Catalogue, JsonListingIsTheCatalogueExactlyAsRegistered) {
+    const Outcome listing = runModule("--list --json");
+    ASSERT_EQ(listing.code, 0u) << listing.err;
+    const json catalogue = json::parse(listing.out);
+    EXPECT_EQ(catalogue["module"], "qisrtvcard");
+    EXPECT_EQ(catalogue["version"], json::parse(R"({"major": 5, "minor": 0, "build": "000000001"})"));
+
+    const json exclusions = json::parse(R"([{"property": "DeviceVendorID", "value": "10CF"},
+                                            {"property": "DeviceID", "value": "201C|2030"}])");
+    const json expectedTests = json::parse(R"([
+      {"name": "TVSignalTest", "capabilities": ["VideoCapture", "VideoCaptureBaseFilter", "AnalogTVTuner"],
+       "interactive": true, "requirements": [],
+       "parameters": ["TVStartChannel", "TVEndChannel", "MsgBoxTimeout", "CheckTVCable", "StopOnSignal",
+                      "ChecksPerChannel", "SignalType", "AskCountryCode1", "AskCountryCode2"]},
+      {"name": "CaptureToScreenTest", "capabilities": ["VideoCapture", "VideoCaptureBaseFilter"],
+       "interactive": false, "requirements": [], "parameters": []},
+      {"name": "CaptureToFileTest", "capabilities": ["VideoCapture", "VideoCaptureBaseFilter"],
+       "interactive": false, "requirements": [], "parameters": []},
+      {"name": "FMRadioTest", "capabilities": ["VideoCapture", "VideoCaptureBaseFilter", "AnalogFMRadioTuner"],
+       "interactive": false, "requirements": [],
+       "parameters": ["StopOnSignal", "ChecksPerChannel", "FMRadioStartChannel", "FMRadioEndChannel"]},
+      {"name": "DigitalTVSignalTest", "capabilities": ["VideoCapture", "DigitalTVTuner"],
+       "interactive": false, "requirements": [],
+       "parameters": ["MsgBoxTimeout", "CheckTVCable", "DigitalStartChannel", "DigitalEndChannel", "UseMinorChannelTechnique"]},
+      {"name": "ClearQAMTest", "capabilities": ["VideoCapture", "DigitalTVTuner"], "interactive": false,
+       "requirements": [{"property": "EnableQAM", "value": ""}], "parameters": []}])");
+    ASSERT_EQ(catalogue["tests"].size(), expectedTests.size());
+    for (std::size_t i = 0; i < expectedTests.size(); ++i) {
+        json expected = expectedTests[i];
+        expected["exclusions"] = exclusions;
+        EXPECT_EQ(catalogue["tests"][i], expected) << i;
+    }
+
+    std::vector<std::string> parameters;
+    for (const auto& p : catalogue["parameters"]) {
+        parameters.push_back(p["name"]);
+        EXPECT_EQ(p["default"], "");
+        EXPECT_EQ(p["moduleWide"], p["name"] == "TouchscreenFactor");
+        EXPECT_EQ(p["listed"], true);
+    }
+    EXPECT_EQ(parameters.size(), 15u);
+    EXPECT_EQ(catalogue["parameters"][14], json::parse(R"({"name": "TouchscreenFactor", "type": "DOUBLE",
+                                                          "default": "", "moduleWide": true, "listed": true})"));
+    EXPECT_EQ(catalogue["events"].size(), 11u);
+    EXPECT_EQ(catalogue["events"][8]["key"], "InfoSignalDetected");
+    EXPECT_EQ(catalogue["localizedStrings"].size(), 11u);
+    EXPECT_EQ(catalogue["localizedStrings"][10]["key"], "ErrorRunFailed");
+}
+
+TEST(Catalogue, TestsOfferedDependOnVendorRulesQamPropertyAndCapabilities) {
+    EXPECT_THAT(offeredTests(device("excluded201C", kAllCapabilities, R"("EnableQAM": "1", "DeviceVendorID": "10CF", "DeviceID": "201C")")),
+                ElementsAre());
+    EXPECT_THAT(offeredTests(device("excluded2030", kAllCapabilities, R"("DeviceVendorID": "10CF", "DeviceID": "2030")")),
+                ElementsAre());
+    // Both properties must match for the exclusion to apply.
+    EXPECT_THAT(offeredTests(device("otherId", kAllCapabilities, R"("EnableQAM": "", "DeviceVendorID": "10CF", "DeviceID": "2031")")),
+                ElementsAre("TVSignalTest", "CaptureToScreenTest", "CaptureToFileTest", "FMRadioTest",
+                            "DigitalTVSignalTest", "ClearQAMTest"));
+    EXPECT_THAT(offeredTests(device("noQam", kAllCapabilities, R"("DeviceID": "201C")")),
+                ElementsAre("TVSignalTest", "CaptureToScreenTest", "CaptureToFileTest", "FMRadioTest", "DigitalTVSignalTest"));
+    EXPECT_THAT(offeredTests(device("captureOnly", R"("VideoCapture", "VideoCaptureBaseFilter")", "")),
+                ElementsAre("CaptureToScreenTest", "CaptureToFileTest"));
+    EXPECT_THAT(offeredTests(device("digital", R"("VideoCapture", "DigitalTVTuner")", R"("EnableQAM": "yes")")),
+                ElementsAre("DigitalTVSignalTest", "ClearQAMTest"));
+}
+
+TEST(Catalogue, TextsFollowTheLocaleAndFallBackToEnglish) {
+    const json german = json::parse(runModule("--list --json --locale de-AT").out);
+    EXPECT_EQ(german["localizedStrings"][2]["text"], "Kanal {channel} wird getestet");
+    EXPECT_EQ(german["localizedStrings"][3]["text"], "Video Capture Device"); // not translated: English
+    const json unknown = json::parse(runModule("--list --json --locale xx-YY").out);
+    EXPECT_EQ(unknown["localizedStrings"][2]["text"], "Testing channel {channel}");
+}
+
+TEST(Entry, VersionAndHelpSucceed) {
+    const Outcome version = runModule("--version");
+    EXPECT_EQ(version.code, 0u);
+    EXPECT_EQ(version.out, "qisrtvcard 5.0 build 000000001\n");
+    const Outcome help = runModule("--help");
+    EXPECT_EQ(help.code, 0u);
+    EXPECT_THAT(help.out, HasSubstr("--test"));
+    EXPECT_THAT(help.out, HasSubstr("64"));
+}
+
+const char* kFmParameters =
+    " --param StopOnSignal=true --param ChecksPerChannel=3 --param FMRadioStartChannel=88.0 --param FMRadioEndChannel=108.0";
+
+TEST(Entry, RunReportsJsonLinesAndExitsWithTheResultValue) {
+    const std::string fm = device("fm", kAllCapabilities, "");
+    const Outcome run = runModule("--json --test FMRadioTest --device " + fm + kFmParameters);
+    std::vector<std::string> types;
+    json last;
+    for (std::size_t start = 0, end; (end = run.out.find('\n', start)) != std::string::npos; start = end + 1) {
+        last = json::parse(run.out.substr(start, end - start));
+        types.push_back(last["type"]);
+    }
+    ASSERT_FALSE(types.empty()) << run.err;
+    EXPECT_EQ(types.front(), "start");
+    EXPECT_EQ(types.back(), "result");
+    EXPECT_EQ(last["code"], static_cast<int>(run.code));
+    EXPECT_NE(last["result"], "PASS"); // the test body is not in this build: it must not pass
+}
+
+struct BadInput {
+    const char* arguments;
+    const char* says;
+};
+
+class BadCommandLine : public ::testing::TestWithParam<BadInput> {};
+
+// Each gives one line on stderr that names the fault, the usage exit code, and no test output.
+TEST_P(BadCommandLine, OneLineNamingTheFaultAndUsageExitCode) {
+    std::string arguments = GetParam().arguments;
+    const std::string all = device("all", kAllCapabilities, R"("EnableQAM": "1")");
+    const std::string excluded = device("vendor", kAllCapabilities, R"("DeviceVendorID": "10CF", "DeviceID": "2030")");
+    const std::string malformed = deviceFile("malformed", "{\"name\": \"x\",\n \"capabilities\": [\"VideoCapture\",]}");
+    const std::string unknownCapability = deviceFile("unknowncap", R"({"name": "x", "capabilities": ["VideoCapture", "Teletext"]})");
+    for (auto [marker, value] : {std::pair{"@all", all}, {"@excluded", excluded}, {"@malformed", malformed},
+                                 {"@unknowncap", unknownCapability}})
+        if (const auto at = arguments.find(marker); at != std::string::npos) arguments.replace(at, strlen(marker), value);
+
+    const Outcome outcome = runModule(arguments);
+    EXPECT_EQ(outcome.code, 64u) << arguments;
+    EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+    EXPECT_THAT(outcome.err, HasSubstr(GetParam().says)) << arguments;
+    EXPECT_THAT(outcome.out, ::testing::Not(HasSubstr("start "))) << "the test must not start";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, BadCommandLine,
+    ::testing::Values(
+        BadInput{"--frobnicate", "--frobnicate"},
+        BadInput{"", "nothing to do"},
+        BadInput{"--test NoSuchTest --device @all", "NoSuchTest"},
+        BadInput{"--test FMRadioTest", "needs --device"},
+        BadInput{"--test FMRadioTest --device missing-file.json", "missing-file.json"},
+        BadInput{"--test FMRadioTest --device @malformed", "line 2"},
+        BadInput{"--list --device @unknowncap", "/capabilities/1"},
+        BadInput{"--test ClearQAMTest --device @excluded", "not offered"},
+        BadInput{"--test FMRadioTest --device @all --param Bogus=1", "Bogus"},
+        BadInput{"--test FMRadioTest --device @all --param TVStartChannel=2", "does not belong"},
+        BadInput{"--test FMRadioTest --device @all --param StopOnSignal=true", "ChecksPerChannel"},
+        BadInput{"--test FMRadioTest --device @all --param StopOnSignal=maybe --param ChecksPerChannel=1 "
+                 "--param FMRadioStartChannel=88 --param FMRadioEndChannel=108", "\"maybe\""},
+        BadInput{"--test FMRadioTest --device @all --param StopOnSignal=1 --param ChecksPerChannel=abc "
+                 "--param FMRadioStartChannel=88 --param FMRadioEndChannel=108", "ChecksPerChannel"},
+        BadInput{"--test FMRadioTest --device @all --param StopOnSignal=1 --param ChecksPerChannel=-1 "
+                 "--param FMRadioStartChannel=88 --param FMRadioEndChannel=108", "\"-1\""},
+        BadInput{"--test FMRadioTest --device @all --param StopOnSignal=1 --param ChecksPerChannel=4294967296 "
+                 "--param FMRadioStartChannel=88 --param FMRadioEndChannel=108", "4294967296"},
+        BadInput{"--test FMRadioTest --device @all --param StopOnSignal=1 --param ChecksPerChannel= "
+                 "--param FMRadioStartChannel=88 --param FMRadioEndChannel=108", "empty value"},
+        BadInput{"--test FMRadioTest --device @all --param StopOnSignal=1 --param ChecksPerChannel=1 "
+                 "--param FMRadioStartChannel=1.2.3 --param FMRadioEndChannel=108", "1.2.3"},
+        BadInput{"--test FMRadioTest --device @all --param StopOnSignal=1 --param ChecksPerChannel=1 "
+                 "--param FMRadioStartChannel=nan --param FMRadioEndChannel=108", "nan"},
+        BadInput{"--test FMRadioTest --device @all --param StopOnSignal=1 --param ChecksPerChannel=1 "
+                 "--param FMRadioStartChannel=88 --param FMRadioEndChannel=inf", "inf"},
+        BadInput{"--test FMRadioTest --device @all --param StopOnSignal", "NAME=VALUE"},
+        BadInput{"--test FMRadioTest --device @all --answer perhaps --param StopOnSignal=1 --param ChecksPerChannel=1 "
+                 "--param FMRadioStartChannel=88 --param FMRadioEndChannel=108", "perhaps"},
+        BadInput{"--list --log-level 9", "--log-level"},
+        BadInput{"--list --log-dir no-such-directory", "no-such-directory"},
+        BadInput{"--list --test FMRadioTest", "--list"}));
+
+} // namespace
