@@ -3,6 +3,7 @@
 
 #include <unknwn.h>
 
+#include <type_traits>
 #include <utility>
 
 namespace tunekit {
@@ -16,6 +17,9 @@ public:
     explicit ComPtr(T* p) : p_(p) { if (p_) p_->AddRef(); }
     ComPtr(const ComPtr& other) : p_(other.p_) { if (p_) p_->AddRef(); }
     ComPtr(ComPtr&& other) noexcept : p_(std::exchange(other.p_, nullptr)) {}
+    // From a pointer to a derived interface or implementation, taking over its reference.
+    template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
+    ComPtr(ComPtr<U>&& other) noexcept : p_(other.detach()) {}
     ~ComPtr() { reset(); }
 
     ComPtr& operator=(ComPtr other) noexcept {

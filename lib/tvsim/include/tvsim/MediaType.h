@@ -1,0 +1,28 @@
+#pragma once
+// A media type as a value, convertible to and from DirectShow's AM_MEDIA_TYPE.
+
+#include <vector>
+
+#include "tunekit/DirectShow.h"
+
+namespace tvsim {
+
+struct MediaType {
+    GUID major = GUID_NULL;
+    GUID subtype = GUID_NULL;
+    GUID formatType = GUID_NULL;
+    std::vector<BYTE> format;
+
+    static MediaType video(long width, long height, double framesPerSecond);
+    static MediaType from(const AM_MEDIA_TYPE& type);
+    // Fills `type` with copies (the format block from CoTaskMemAlloc).
+    HRESULT copyTo(AM_MEDIA_TYPE& type) const;
+    // A new AM_MEDIA_TYPE from CoTaskMemAlloc, as IEnumMediaTypes and GetFormat hand out.
+    AM_MEDIA_TYPE* allocate() const;
+    // Whether `wanted` (GUID_NULL fields match anything) accepts this type.
+    bool matches(const AM_MEDIA_TYPE* wanted) const;
+};
+
+void freeMediaType(AM_MEDIA_TYPE& type);
+
+} // namespace tvsim

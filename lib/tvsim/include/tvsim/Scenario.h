@@ -1,0 +1,94 @@
+#pragma once
+// What the virtual system holds: devices, their filters, which channels carry a signal, running
+// processes, faults to inject. Loaded from JSON (docs/tvsim-scenarios.md) or built in.
+
+#include <map>
+#include <optional>
+#include <set>
+#include <stdexcept>
+#include <vector>
+
+#include "qis/String.h"
+#include "tvsim/Faults.h"
+
+namespace tvsim {
+
+// A scenario that cannot be used: the message names the JSON path of the fault.
+class ScenarioError : public std::runtime_error {
+public:
+    explicit ScenarioError(const qis::String& message) : std::runtime_error(message.utf8()) {}
+};
+
+struct DeviceUnderTest {
+    qis::String name;
+    qis::String description;
+    std::vector<qis::String> capabilities;
+    std::map<qis::String, qis::String> properties;
+};
+
+// One entry of a device category as the system device enumerator lists it. A property that is
+// absent cannot be read from the property bag.
+struct MonikerSpec {
+    std::optional<qis::String> friendlyName;
+    std::optional<qis::String> description;
+    std::optional<qis::String> devicePath;
+    qis::String filter; // key into Scenario::filters; empty: binding fails
+};
+
+struct VideoFormat {
+    long width = 720;
+    long height = 480;
+    double framesPerSecond = 29.97;
+};
+
+struct TvTunerSpec {
+    bool tvMode = true;
+    bool fmMode = true;
+    long minChannel = 1;
+    long maxChannel = 158;
+    std::set<long> antennaSignal; // channels with a signal on the antenna input
+    std::set<long> cableSignal;   // ... on the cable input
+    long minFrequency = 87500000; // FM band in Hz
+    long maxFrequency = 108000000;
+    std::set<long> fmSignal;      // FM frequencies in Hz with a station
+};
+
+struct CrossbarSpec {
+    struct Input {
+        long physicalType = 1; // PhysConn_Video_Tuner
+        std::vector<long> routesTo;
+    };
+    std::vector<Input> inputs;
+    std::vector<long> outputs; // physical types (PhysConn_Video_VideoDecoder is 0x1000)
+};
+
+struct FilterSpec {
+    qis::String kind = "analogCapture";
+    // Major types the capture pin offers: "Video", "Interleaved", "Stream".
+    std::vector<qis::String> captureTypes = {"Video"};
+    bool previewPin = true;
+    VideoFormat format;
+    std::optional<TvTunerSpec> tuner;
+    std::optional<CrossbarSpec> crossbar;
+};
+
+struct Scenario {
+    qis::String name;
+    DeviceUnderTest device;
+    std::vector<qis::String> processes;
+    std::map<qis::String, std::vector<MonikerSpec>> categories; // "VideoInputDevice", ...
+    std::map<qis::String, FilterSpec> filters;
+    std::vector<FaultRule> faults;
+};
+
+Scenario parseScenario(const std::string& json, const qis::String& origin);
+Scenario loadScenarioFile(const qis::String& path);
+std::vector<qis::String> builtInScenarioNames();
+// The JSON text of a built-in scenario, or nothing for an unknown name.
+std::optional<std::string> builtInScenarioText(const qis::String& name);
+// A built-in name, else a file path.
+Scenario loadScenario(const qis::String& nameOrPath);
+
+inline constexpr const char* kDefaultScenario = "hybrid";
+
+} // namespace tvsim

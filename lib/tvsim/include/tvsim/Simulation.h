@@ -1,0 +1,72 @@
+#pragma once
+// The running virtual system: its scenario, clock, journal, fault plan, the audit of live
+// objects, and the factory that hands out simulated objects by class id.
+
+#include <memory>
+#include <mutex>
+#include <set>
+
+#include <objbase.h>
+
+#include "qis/System.h"
+#include "tvsim/Faults.h"
+#include "tvsim/Journal.h"
+#include "tvsim/Scenario.h"
+
+namespace tvsim {
+
+class SimObjectBase;
+
+struct LiveObject {
+    qis::String name;
+    unsigned long references;
+};
+
+class Simulation {
+public:
+    struct Options {
+        bool realtime = false; // wall-clock time instead of virtual time, for watching the window
+    };
+
+    // Installs itself as the current simulation and its clock as the foundation's clock; the
+    // destructor undoes both. One simulation at a time.
+    explicit Simulation(Scenario scenario) : Simulation(std::move(scenario), Options()) {}
+    Simulation(Scenario scenario, Options options);
+    ~Simulation();
+    Simulation(const Simulation&) = delete;
+    Simulation& operator=(const Simulation&) = delete;
+
+    static Simulation& current();
+    static Simulation* active();
+
+    const Scenario& scenario() const { return scenario_; }
+    Journal& journal() { return journal_; }
+    FaultPlan& faults() { return faults_; }
+    qis::Clock& clock();
+    // Virtual time since the simulation started (wall time when realtime).
+    qis::Nanoseconds elapsed();
+
+    void track(SimObjectBase* object);
+    void untrack(SimObjectBase* object);
+    std::vector<LiveObject> liveObjects() const;
+
+    // CoCreateInstance of the virtual system: REGDB_E_CLASSNOTREG for classes it does not have.
+    HRESULT createInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD context, REFIID iid, void** object);
+
+private:
+    Scenario scenario_;
+    Options options_;
+    Journal journal_;
+    FaultPlan faults_;
+    qis::VirtualClock virtualClock_;
+    qis::SteadyClock wallClock_;
+    qis::Clock* previousClock_ = nullptr;
+    qis::Nanoseconds started_{};
+    mutable std::mutex mutex_;
+    std::set<SimObjectBase*> live_;
+};
+
+// The factory function the module installs in place of CoCreateInstance.
+HRESULT WINAPI createInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD context, REFIID iid, LPVOID* object);
+
+} // namespace tvsim

@@ -1,0 +1,77 @@
+#include "tvsim/MediaType.h"
+
+#include <cstring>
+
+namespace tvsim {
+
+MediaType MediaType::video(long width, long height, double framesPerSecond) {
+    MediaType type;
+    type.major = MEDIATYPE_Video;
+    type.subtype = MEDIASUBTYPE_YUY2;
+    type.formatType = FORMAT_VideoInfo;
+    VIDEOINFOHEADER header{};
+    header.AvgTimePerFrame = static_cast<REFERENCE_TIME>(10000000.0 / framesPerSecond);
+    header.bmiHeader.biSize = sizeof(BITMAPINFOHEADER);
+    header.bmiHeader.biWidth = width;
+    header.bmiHeader.biHeight = height;
+    header.bmiHeader.biPlanes = 1;
+    header.bmiHeader.biBitCount = 16;
+    header.bmiHeader.biCompression = MAKEFOURCC('Y', 'U', 'Y', '2');
+    header.bmiHeader.biSizeImage = static_cast<DWORD>(width * (height < 0 ? -height : height) * 2);
+    type.format.resize(sizeof(header));
+    std::memcpy(type.format.data(), &header, sizeof(header));
+    return type;
+}
+
+MediaType MediaType::from(const AM_MEDIA_TYPE& type) {
+    MediaType out;
+    out.major = type.majortype;
+    out.subtype = type.subtype;
+    out.formatType = type.formattype;
+    if (type.cbFormat && type.pbFormat) out.format.assign(type.pbFormat, type.pbFormat + type.cbFormat);
+    return out;
+}
+
+HRESULT MediaType::copyTo(AM_MEDIA_TYPE& type) const {
+    ZeroMemory(&type, sizeof(type));
+    type.majortype = major;
+    type.subtype = subtype;
+    type.formattype = formatType;
+    type.bFixedSizeSamples = TRUE;
+    type.lSampleSize = 1;
+    if (!format.empty()) {
+        type.pbFormat = static_cast<BYTE*>(CoTaskMemAlloc(format.size()));
+        if (!type.pbFormat) return E_OUTOFMEMORY;
+        std::memcpy(type.pbFormat, format.data(), format.size());
+        type.cbFormat = static_cast<ULONG>(format.size());
+    }
+    return S_OK;
+}
+
+AM_MEDIA_TYPE* MediaType::allocate() const {
+    auto* type = static_cast<AM_MEDIA_TYPE*>(CoTaskMemAlloc(sizeof(AM_MEDIA_TYPE)));
+    if (!type) return nullptr;
+    if (FAILED(copyTo(*type))) {
+        CoTaskMemFree(type);
+        return nullptr;
+    }
+    return type;
+}
+
+bool MediaType::matches(const AM_MEDIA_TYPE* wanted) const {
+    if (!wanted) return true;
+    if (wanted->majortype != GUID_NULL && wanted->majortype != major) return false;
+    if (wanted->subtype != GUID_NULL && wanted->subtype != subtype) return false;
+    if (wanted->formattype != GUID_NULL && wanted->formattype != formatType) return false;
+    return true;
+}
+
+void freeMediaType(AM_MEDIA_TYPE& type) {
+    if (type.cbFormat) CoTaskMemFree(type.pbFormat);
+    type.cbFormat = 0;
+    type.pbFormat = nullptr;
+    if (type.pUnk) type.pUnk->Release();
+    type.pUnk = nullptr;
+}
+
+} // namespace tvsim

@@ -1,0 +1,95 @@
+#include "tvsim/Simulation.h"
+
+#include <atomic>
+
+#include "qis/Exception.h"
+#include "tvsim/Classes.h"
+#include "tvsim/SimObject.h"
+
+namespace tvsim {
+namespace {
+
+std::atomic<Simulation*> g_current{nullptr};
+
+} // namespace
+
+Simulation::Simulation(Scenario scenario, Options options) : scenario_(std::move(scenario)), options_(options) {
+    if (g_current.load()) throw qis::Exception("a simulation is already running");
+    for (const auto& rule : scenario_.faults) faults_.add(rule);
+    previousClock_ = qis::System::setClock(&clock());
+    started_ = clock().now();
+    g_current = this;
+}
+
+Simulation::~Simulation() {
+    g_current = nullptr;
+    qis::System::setClock(previousClock_);
+}
+
+Simulation& Simulation::current() {
+    Simulation* simulation = g_current.load();
+    if (!simulation) throw qis::Exception("no simulation is running");
+    return *simulation;
+}
+
+Simulation* Simulation::active() { return g_current.load(); }
+
+qis::Clock& Simulation::clock() {
+    if (options_.realtime) return wallClock_;
+    return virtualClock_;
+}
+
+qis::Nanoseconds Simulation::elapsed() {
+    if (options_.realtime) return wallClock_.now() - started_;
+    return virtualClock_.elapsed() - started_;
+}
+
+void Simulation::track(SimObjectBase* object) {
+    std::lock_guard lock(mutex_);
+    live_.insert(object);
+}
+
+void Simulation::untrack(SimObjectBase* object) {
+    std::lock_guard lock(mutex_);
+    live_.erase(object);
+}
+
+std::vector<LiveObject> Simulation::liveObjects() const {
+    std::lock_guard lock(mutex_);
+    std::vector<LiveObject> objects;
+    for (const SimObjectBase* object : live_) objects.push_back({object->simName(), object->references()});
+    return objects;
+}
+
+HRESULT Simulation::createInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD, REFIID iid, void** object) {
+    if (!object) return E_POINTER;
+    *object = nullptr;
+    if (outer) return CLASS_E_NOAGGREGATION;
+    const SimClass* simClass = findClass(clsid);
+    HRESULT result = REGDB_E_CLASSNOTREG;
+    if (simClass) {
+        if (const auto fault = faults_.check(simClass->name, "CoCreateInstance")) {
+            result = fault->kind == FaultKind::Fail ? static_cast<HRESULT>(fault->result) : S_OK;
+            journal_.record({simClass->name, "CoCreateInstance", qis::String(), result, true});
+            return result;
+        }
+        tunekit::ComPtr<IUnknown> created = simClass->create(*this);
+        result = created ? created->QueryInterface(iid, object) : E_OUTOFMEMORY;
+    }
+    journal_.record({simClass ? qis::String(simClass->name) : qis::String("unknown class"), "CoCreateInstance", qis::String(), result, false});
+    return result;
+}
+
+HRESULT WINAPI createInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD context, REFIID iid, LPVOID* object) {
+    Simulation* simulation = Simulation::active();
+    if (!simulation) return CO_E_NOTINITIALIZED;
+    return simulation->createInstance(clsid, outer, context, iid, object);
+}
+
+SimObjectBase::SimObjectBase(qis::String name) : name_(std::move(name)) { Simulation::current().track(this); }
+
+SimObjectBase::~SimObjectBase() {
+    if (Simulation* simulation = Simulation::active()) simulation->untrack(this);
+}
+
+} // namespace tvsim
