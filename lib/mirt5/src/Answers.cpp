@@ -46,6 +46,11 @@ qis::String nameOf(int code) {
     return qis::String::number(code);
 }
 
+std::vector<int> choicesFor(int type) {
+    if (type == MessageBox::TypeOkCancel) return {MessageBox::AnswerOk, MessageBox::AnswerCancel};
+    return {MessageBox::AnswerRetry, MessageBox::AnswerSkip, MessageBox::AnswerCancel};
+}
+
 PromptAnswer await(const Wait& wait) {
     const unsigned long poll = std::clamp<unsigned long>(wait.pollIntervalMs, 10, 500);
     const bool hasTimeout = wait.prompt.timeoutMs > 0;

@@ -3,6 +3,7 @@
 // console, a stop request, or the time-out.
 
 #include <functional>
+#include <vector>
 
 #include "mirt5/MessageBox.h"
 #include "mirt5/Reporter.h"
@@ -16,6 +17,8 @@ bool isValid(const qis::String& text);
 std::optional<int> codeOf(const qis::String& text);
 PromptAnswer fromText(const qis::String& text, const char* source);
 qis::String nameOf(int code);
+// The answers a box of this type offers (MessageBox::Type*), in button order.
+std::vector<int> choicesFor(int type);
 
 struct Wait {
     const Prompt& prompt;

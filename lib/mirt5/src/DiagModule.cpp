@@ -83,6 +83,8 @@ CheckedRun checkRequest(const RunRequest& request) {
             throw UsageError("parameter \"" + name + "\" does not belong to test " + run.test->name());
         if (!given.insert(parameter).second) throw UsageError("parameter \"" + name + "\" is given twice");
         qis::String why;
+        if (text.isEmpty() && parameter->dataType() != DataType::STRING())
+            throw UsageError("parameter \"" + name + "\": empty value, expected a " + parameter->dataType().name());
         const auto value = Value::parse(parameter->dataType(), text, &why);
         if (!value)
             throw UsageError("parameter \"" + name + "\": \"" + text + "\" is not a valid " +

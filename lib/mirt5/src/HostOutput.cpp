@@ -37,7 +37,12 @@ public:
     void promptOpened(const Prompt& prompt) override {
         qis::String timeout = prompt.timeoutMs ? " (time-out " + qis::String::number(prompt.timeoutMs / 1000.0) + " s)" : "";
         line("prompt " + prompt.title + ": " + prompt.text + timeout);
-        line("answer with: retry (r), skip (s), cancel (c)");
+        qis::String choices;
+        for (int code : answers::choicesFor(prompt.type)) {
+            const qis::String name = answers::nameOf(code);
+            choices += (choices.isEmpty() ? "" : ", ") + name + " (" + name.substring(0, 1) + ")";
+        }
+        line("answer with: " + choices);
     }
     void promptAnswered(const Prompt&, const PromptAnswer& answer) override {
         line("answer " + answers::nameOf(answer.code) + " (" + answer.source + ")");
@@ -94,7 +99,7 @@ public:
                {"title", prompt.title.utf8()},
                {"text", prompt.text.utf8()},
                {"timeoutMs", prompt.timeoutMs},
-               {"answers", {"retry", "skip", "cancel"}}});
+               {"answers", choices(prompt.type)}});
     }
     void promptAnswered(const Prompt& prompt, const PromptAnswer& answer) override {
         write({{"type", "answer"},
@@ -114,6 +119,11 @@ public:
     }
 
 private:
+    static nlohmann::json choices(int type) {
+        nlohmann::json list = nlohmann::json::array();
+        for (int code : answers::choicesFor(type)) list.push_back(answers::nameOf(code).utf8());
+        return list;
+    }
     static nlohmann::json toJson(const Variables& variables) {
         nlohmann::json j = nlohmann::json::object();
         for (const auto& [name, value] : variables) j[name.utf8()] = value.utf8();

@@ -12,7 +12,7 @@ namespace mirt5 {
 class Parameter {
 public:
     // moduleWide: readable by every test of the module without being attached to one, and optional
-    //             (a value the host did not give reads as empty).
+    //             when not attached (a value the host did not give reads as the default).
     // listed:     shown to the host in the catalogue.
     Parameter(qis::String name, DataType type, qis::String defaultValue, bool moduleWide, bool listed)
         : name_(std::move(name)), type_(type), default_(std::move(defaultValue)), moduleWide_(moduleWide),
