@@ -29,6 +29,7 @@ namespace {
 struct Invocation {
     std::vector<std::string> args; // UTF-8, program name first
     void (*initCallback)() = nullptr;
+    SimulationStarter simulationStarter = nullptr;
 };
 
 Invocation& invocation() {
@@ -47,6 +48,9 @@ struct Options {
     std::string locale;
     int logLevel = qis::LogPriority::Info;
     std::string logDir;
+    bool simulate = false;
+    std::string scenario;
+    bool realtime = false;
 };
 
 const char* kExitCodes =
@@ -116,6 +120,10 @@ void addOptions(CLI::App& app, Options& o) {
         ->check(CLI::Range(0, 4))
         ->type_name("N");
     app.add_option("--log-dir", o.logDir, "Directory of the log files (default: the current directory)")->type_name("DIR");
+    app.add_option("--sim", o.scenario, "Run on the virtual TV system: a built-in scenario name or a scenario file")
+        ->expected(0, 1)
+        ->type_name("[SCENARIO]");
+    app.add_flag("--realtime", o.realtime, "With --sim: let virtual time follow the wall clock");
     app.footer(kExitCodes);
 }
 
@@ -131,11 +139,29 @@ void configureServices(const Options& o) {
     Localization::load(executableDirectory() / "locale", qis::QISLocale::getGlobalLocale().toString());
 }
 
+// With --sim the simulated system is installed first; its device is the default device under test.
+std::optional<SimulatedSystem> startSimulation(const Options& o) {
+    if (!o.simulate) {
+        if (o.realtime) throw UsageError("--realtime needs --sim");
+        return std::nullopt;
+    }
+    if (!invocation().simulationStarter) throw UsageError("--sim: this program has no simulated system");
+    return invocation().simulationStarter(SimulationRequest{qis::String(o.scenario), o.realtime});
+}
+
+std::optional<DiagDevice> deviceUnderTest(const Options& o, const std::optional<SimulatedSystem>& simulation) {
+    if (!o.device.empty()) return loadDeviceFile(o.device);
+    if (simulation) return simulation->device;
+    return std::nullopt;
+}
+
 int runTest(const Options& o) {
-    if (o.device.empty()) throw UsageError("--test " + qis::String(o.test) + " needs --device FILE");
+    const auto simulation = startSimulation(o);
+    const auto device = deviceUnderTest(o, simulation);
+    if (!device) throw UsageError("--test " + qis::String(o.test) + " needs --device FILE (or --sim)");
     RunRequest request;
     request.test = o.test;
-    request.device = loadDeviceFile(o.device);
+    request.device = *device;
     for (const auto& p : o.parameters) request.parameters.push_back(splitParameter(p));
     for (const auto& a : o.answers) request.answers.emplace_back(a);
 
@@ -155,9 +181,8 @@ int dispatch(CLI::App& app, const Options& o) {
         return 0;
     }
     if (o.list) {
-        std::optional<DiagDevice> device;
-        if (!o.device.empty()) device = loadDeviceFile(o.device);
-        listCatalogue(std::cout, programName(), device, o.json);
+        const auto simulation = startSimulation(o);
+        listCatalogue(std::cout, programName(), deviceUnderTest(o, simulation), o.json);
         return 0;
     }
     if (!o.test.empty()) return runTest(o);
@@ -184,6 +209,7 @@ void DiagModule::setCmdLineArgs(int argc, char** argv) {
 }
 
 void DiagModule::setModuleInitCallback(void (*callback)()) { invocation().initCallback = callback; }
+void DiagModule::setSimulationStarter(SimulationStarter starter) { invocation().simulationStarter = starter; }
 
 int DiagModule::start() {
     const qis::String name = programName();
@@ -194,6 +220,7 @@ int DiagModule::start() {
         std::vector<std::string> args(invocation().args.rbegin(), invocation().args.rend());
         if (!args.empty()) args.pop_back(); // CLI11 takes the arguments reversed, without the program
         app.parse(args);
+        options.simulate = app.count("--sim") > 0;
     } catch (const CLI::CallForHelp&) {
         std::cout << app.help();
         return 0;

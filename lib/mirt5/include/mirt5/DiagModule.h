@@ -2,6 +2,7 @@
 // The diagnostics framework as a module sees it: registration of the catalogue, the entry that
 // hands control to the framework, and the services a running test calls.
 
+#include <memory>
 #include <stdexcept>
 #include <vector>
 
@@ -31,6 +32,22 @@ struct RunRequest {
     std::vector<qis::String> answers;                            // pre-answers, in order
 };
 
+// A run on a simulated system (--sim [SCENARIO], --realtime).
+struct SimulationRequest {
+    qis::String scenario; // a built-in name or a file; empty: the default
+    bool realtime = false;
+};
+
+// The simulated system a module starts for a run: the device under test it describes, and a
+// handle that keeps the system installed until it is released.
+struct SimulatedSystem {
+    DiagDevice device;
+    std::shared_ptr<void> keepAlive;
+};
+
+// Throws UsageError for a scenario that cannot be used.
+using SimulationStarter = SimulatedSystem (*)(const SimulationRequest& request);
+
 struct ModuleVersion {
     int major = 0;
     int minor = 0;
@@ -58,6 +75,8 @@ public:
     static void setVersion(int major, int minor, const MirtString& build);
     static ModuleVersion version();
     static void setModuleInitCallback(void (*callback)());
+    // Without a starter, --sim is refused.
+    static void setSimulationStarter(SimulationStarter starter);
     // Runs what the command line asks for; returns the process exit code.
     static int start();
 
