@@ -1,6 +1,7 @@
 #include "frame/Entry.h"
 
 #include "frame/Catalogue.h"
+#include "frame/Simulated.h"
 #include "qis/ErrorStream.h"
 #include "qis/Exception.h"
 #include "tunekit/TunerLogger.h"
@@ -13,6 +14,7 @@ int moduleMain(int argc, char** argv) {
         mirt5::DiagModule::setCmdLineArgs(argc, argv);
         mirt5::DiagModule::setVersion(5, 0, "000000001");
         mirt5::DiagModule::setModuleInitCallback(moduleInit);
+        mirt5::DiagModule::setSimulationStarter(startSimulatedSystem);
         return mirt5::DiagModule::start();
     } catch (const qis::Exception& e) {
         qis::cerr << "exception caught: " << e.getMessage() << "\n";

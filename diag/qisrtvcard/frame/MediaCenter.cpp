@@ -4,6 +4,7 @@
 #include <array>
 
 #include "frame/Services.h"
+#include "frame/Toolhelp.h"
 #include "frame/Trace.h"
 #include "qis/Exception.h"
 
@@ -17,7 +18,7 @@ class Snapshot {
 public:
     explicit Snapshot(HANDLE handle) : handle_(handle) {}
     ~Snapshot() {
-        if (handle_ != INVALID_HANDLE_VALUE && handle_ != nullptr) CloseHandle(handle_);
+        if (handle_ != INVALID_HANDLE_VALUE && handle_ != nullptr) toolhelp().closeHandle(handle_);
     }
     Snapshot(const Snapshot&) = delete;
     Snapshot& operator=(const Snapshot&) = delete;
@@ -39,18 +40,19 @@ bool isMediaCenterProcess(const wchar_t* exeFile) {
 bool isMediaCenterRunning() {
     QISRTV_TRACE("isMediaCenterRunning");
     // Toolhelp reports failure as INVALID_HANDLE_VALUE; treat a null handle the same way.
-    HANDLE raw = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+    const ToolhelpApi& api = toolhelp();
+    HANDLE raw = api.createSnapshot(TH32CS_SNAPPROCESS, 0);
     const HANDLE snapshot = raw == INVALID_HANDLE_VALUE ? nullptr : raw;
     QISRTV_ASSERT(snapshot);
     Snapshot guard(snapshot);
 
     PROCESSENTRY32W entry{};
     entry.dwSize = sizeof(entry);
-    const bool b = Process32FirstW(snapshot, &entry) != FALSE;
+    const bool b = api.processFirst(snapshot, &entry) != FALSE;
     QISRTV_ASSERT(b);
     do {
         if (isMediaCenterProcess(entry.szExeFile)) return true;
-    } while (Process32NextW(snapshot, &entry));
+    } while (api.processNext(snapshot, &entry));
     return false;
 }
 

@@ -3,9 +3,30 @@
 #include <fstream>
 #include <mutex>
 
+#include "frame/Catalogue.h"
 #include "frame/Entry.h"
+#include "frame/Simulated.h"
+#include "tvsim/Simulation.h"
 
 namespace qisrtvcard::testing {
+namespace {
+
+std::function<mirt5::TestResult(const mirt5::DiagDevice&)> g_body;
+
+mirt5::TestResult probeEntry(const mirt5::DiagDevice& device) { return g_body(device); }
+
+mirt5::Test* probeTest() {
+    static mirt5::Test* probe = [] {
+        initialiseCatalogue();
+        auto* test = mirt5::DiagModule::createTest("ModuleProbe", mirt5::DeviceCapability(), probeEntry);
+        for (mirt5::Parameter* parameter : mirt5::DiagModule::parameters())
+            if (!parameter->isModuleWide()) test->addParameter(parameter);
+        return test;
+    }();
+    return probe;
+}
+
+} // namespace
 
 void initialiseCatalogue() {
     static std::once_flag once;
@@ -17,10 +38,47 @@ void initialiseCatalogue() {
     });
 }
 
-std::filesystem::path writeTempFile(const std::string& name, const std::string& json) {
+std::filesystem::path writeTempFile(const std::string& name, const std::string& text) {
     const auto path = std::filesystem::temp_directory_path() / ("qisrtvcard-test-" + name);
-    std::ofstream(path, std::ios::binary) << json;
+    std::ofstream(path, std::ios::binary) << text;
     return path;
+}
+
+std::map<std::string, std::string> defaultParameters() {
+    return {{"TVStartChannel", "2"},         {"TVEndChannel", "13"},         {"FMRadioStartChannel", "88.0"},
+            {"FMRadioEndChannel", "108.0"},  {"MsgBoxTimeout", "30"},        {"CheckTVCable", "true"},
+            {"StopOnSignal", "true"},        {"ChecksPerChannel", "3"},      {"SignalType", "cable"},
+            {"DigitalStartChannel", "2"},    {"DigitalEndChannel", "69"},    {"AskCountryCode1", "false"},
+            {"AskCountryCode2", "false"},    {"UseMinorChannelTechnique", "false"}};
+}
+
+mirt5::TestResult Probe::run(const std::function<mirt5::TestResult(const mirt5::DiagDevice&)>& body) {
+    mirt5::RunRequest request;
+    request.test = probeTest()->name();
+    request.device = device;
+    auto values = defaultParameters();
+    for (const auto& [name, value] : parameters) values[name] = value;
+    for (const auto& [name, value] : values) request.parameters.emplace_back(name, value);
+    request.answers = answers;
+    g_body = body;
+    return mirt5::DiagModule::run(request, reporter);
+}
+
+SimulatedSystem::SimulatedSystem(const std::string& scenarioJson) {
+    initialiseCatalogue();
+    mirt5::SimulationRequest request;
+    if (!scenarioJson.empty()) request.scenario = qis::String(writeTempFile("scenario.json", scenarioJson).string());
+    system_ = startSimulatedSystem(request);
+}
+
+SimulatedSystem::~SimulatedSystem() = default;
+
+std::string SimulatedSystem::liveObjects() const {
+    std::string text;
+    if (tvsim::Simulation* simulation = tvsim::Simulation::active())
+        for (const auto& object : simulation->liveObjects())
+            text += object.name.utf8() + " (" + std::to_string(object.references) + ")\n";
+    return text;
 }
 
 } // namespace qisrtvcard::testing

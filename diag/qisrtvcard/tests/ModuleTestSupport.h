@@ -1,9 +1,15 @@
 #pragma once
-// Shared set-up for the module's tests: the catalogue wired as the program wires it, and a
-// device file on disk.
+// Shared set-up for the module's tests: the catalogue wired as the program wires it, module
+// code run inside a framework run (so that events, prompts and percents are recorded), and the
+// virtual TV system installed from a scenario.
 
 #include <filesystem>
+#include <functional>
+#include <map>
 #include <string>
+
+#include "mirt5/DiagModule.h"
+#include "mirt5/RecordingReporter.h"
 
 namespace qisrtvcard::testing {
 
@@ -11,7 +17,34 @@ namespace qisrtvcard::testing {
 // does in the program.
 void initialiseCatalogue();
 
-// Writes `json` to a fresh file in the temp directory and returns its path.
-std::filesystem::path writeTempFile(const std::string& name, const std::string& json);
+// Writes `text` to a fresh file in the temp directory and returns its path.
+std::filesystem::path writeTempFile(const std::string& name, const std::string& text);
+
+// Module code run as the body of a framework run, with every module parameter given
+// (`parameters` overrides the defaults below) and the prompts pre-answered.
+struct Probe {
+    mirt5::DiagDevice device;
+    std::map<std::string, std::string> parameters;
+    std::vector<qis::String> answers;
+
+    mirt5::TestResult run(const std::function<mirt5::TestResult(const mirt5::DiagDevice&)>& body);
+    mirt5::RecordingReporter reporter;
+};
+
+// Parameter values a host would typically give.
+std::map<std::string, std::string> defaultParameters();
+
+// The virtual TV system for one scope, from a scenario's JSON text (empty: the built-in default).
+class SimulatedSystem {
+public:
+    explicit SimulatedSystem(const std::string& scenarioJson = std::string());
+    ~SimulatedSystem();
+    const mirt5::DiagDevice& device() const { return system_.device; }
+    // The simulation's live objects, one per line, for failure messages; empty when none.
+    std::string liveObjects() const;
+
+private:
+    mirt5::SimulatedSystem system_;
+};
 
 } // namespace qisrtvcard::testing

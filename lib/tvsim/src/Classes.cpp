@@ -1,11 +1,21 @@
 #include "tvsim/Classes.h"
 
+#include "tvsim/Objects.h"
+
 namespace tvsim {
 namespace {
 
 // Filled in as the simulated objects are written; every other class is "not registered".
 const SimClass kClasses[] = {
-    {nullptr, nullptr, nullptr},
+    {&CLSID_FilterGraph, "FilterGraph", createFilterGraph},
+    {&CLSID_CaptureGraphBuilder2, "CaptureGraphBuilder2", createCaptureGraphBuilder},
+    {&CLSID_SystemDeviceEnum, "SystemDeviceEnum", createSystemDeviceEnum},
+    {&CLSID_VideoRenderer, "VideoRenderer", createVideoRenderer},
+    {&CLSID_VideoRendererDefault, "VideoRenderer", createVideoRenderer},
+    {&CLSID_SmartTee, "SmartTee", createSmartTee},
+    {&CLSID_AviDest, "AviMux", createAviMux},
+    {&CLSID_FileWriter, "FileWriter", createFileWriter},
+    {&CLSID_MPEG2Demultiplexer, "MPEG2Demultiplexer", createMpeg2Demultiplexer},
 };
 
 } // namespace

@@ -80,6 +80,17 @@ HRESULT Simulation::createInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD, REFII
     return result;
 }
 
+HRESULT WINAPI initializeCom(LPVOID reserved, DWORD model) {
+    if (Simulation* simulation = Simulation::active()) {
+        if (const auto fault = simulation->faults().check("COM", "CoInitializeEx")) {
+            const HRESULT injected = fault->kind == FaultKind::Fail ? static_cast<HRESULT>(fault->result) : S_OK;
+            simulation->journal().record({"COM", "CoInitializeEx", qis::String(), injected, true});
+            return injected;
+        }
+    }
+    return CoInitializeEx(reserved, model);
+}
+
 HRESULT WINAPI createInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD context, REFIID iid, LPVOID* object) {
     Simulation* simulation = Simulation::active();
     if (!simulation) return CO_E_NOTINITIALIZED;

@@ -38,6 +38,9 @@ HRESULT journaledCallOut(const qis::String& object, const char* method, T** out,
     return journaledCall(object, method, std::forward<Body>(body), arguments);
 }
 
+// "QueryInterface(IName)" for the interfaces the product uses, else with the IID in braces.
+qis::String queryName(REFIID iid);
+
 class SimObjectBase {
 public:
     explicit SimObjectBase(qis::String name);
@@ -82,6 +85,9 @@ public:
     STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
         if (!object) return E_POINTER;
         *object = nullptr;
+        // "QueryInterface(IMediaControl)" and the like can be made to fail like any method.
+        if (const auto fault = Simulation::current().faults().check(simName(), queryName(iid)))
+            return fault->kind == FaultKind::Fail ? static_cast<HRESULT>(fault->result) : S_OK;
         if (iid == IID_IUnknown) *object = static_cast<IUnknown*>(static_cast<First*>(this));
         ((iid == __uuidof(Interfaces) && !*object ? (*object = static_cast<Interfaces*>(this), 0) : 0), ...);
         if (!*object) *object = extraInterface(iid);

@@ -66,6 +66,10 @@ private:
     std::set<SimObjectBase*> live_;
 };
 
+// CoInitializeEx of the virtual system: a fault rule for object "COM", method "CoInitializeEx"
+// makes it fail; otherwise it is the system's.
+HRESULT WINAPI initializeCom(LPVOID reserved, DWORD model);
+
 // The factory function the module installs in place of CoCreateInstance.
 HRESULT WINAPI createInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD context, REFIID iid, LPVOID* object);
 

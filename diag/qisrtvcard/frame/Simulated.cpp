@@ -1,0 +1,66 @@
+#include "frame/Simulated.h"
+
+#include "frame/ComFactory.h"
+#include "frame/Toolhelp.h"
+#include "tunekit/SmartCoInitialize.h"
+#include "tvsim/Processes.h"
+#include "tvsim/Simulation.h"
+
+namespace qisrtvcard {
+namespace {
+
+const ToolhelpApi kSimulatedProcesses = {tvsim::createProcessSnapshot, tvsim::firstProcess, tvsim::nextProcess,
+                                         tvsim::closeProcessSnapshot};
+
+// Everything the simulated system replaces, put back in reverse order when the run is over.
+class Installation {
+public:
+    Installation(tvsim::Scenario scenario, bool realtime)
+        : simulation_(std::move(scenario), tvsim::Simulation::Options{realtime}),
+          factory_(setComFactory(tvsim::createInstance)),
+          initializer_(setComInitializer(tvsim::initializeCom)),
+          coInitialize_(tunekit::SmartCoInitialize::setInitFunction(tvsim::initializeCom)),
+          toolhelp_(setToolhelp(&kSimulatedProcesses)) {}
+    ~Installation() {
+        setToolhelp(toolhelp_);
+        tunekit::SmartCoInitialize::setInitFunction(coInitialize_);
+        setComInitializer(initializer_);
+        setComFactory(factory_);
+    }
+    Installation(const Installation&) = delete;
+    Installation& operator=(const Installation&) = delete;
+
+private:
+    tvsim::Simulation simulation_;
+    ComFactory factory_;
+    ComInitializer initializer_;
+    tunekit::SmartCoInitialize::InitFunction coInitialize_;
+    const ToolhelpApi* toolhelp_;
+};
+
+mirt5::DiagDevice deviceOf(const tvsim::DeviceUnderTest& described, const qis::String& scenario) {
+    mirt5::DeviceCapability capabilities;
+    for (const auto& name : described.capabilities) {
+        const auto capability = mirt5::DeviceCapability::fromName(name);
+        if (!capability) throw mirt5::UsageError("scenario \"" + scenario + "\": /device/capabilities: unknown capability \"" + name + "\"");
+        capabilities |= *capability;
+    }
+    return mirt5::DiagDevice(described.name, described.description, capabilities, described.properties);
+}
+
+} // namespace
+
+mirt5::SimulatedSystem startSimulatedSystem(const mirt5::SimulationRequest& request) {
+    tvsim::Scenario scenario;
+    try {
+        scenario = tvsim::loadScenario(request.scenario);
+    } catch (const tvsim::ScenarioError& e) {
+        throw mirt5::UsageError(e.what());
+    }
+    mirt5::SimulatedSystem system;
+    system.device = deviceOf(scenario.device, request.scenario.isEmpty() ? qis::String(tvsim::kDefaultScenario) : request.scenario);
+    system.keepAlive = std::make_shared<Installation>(std::move(scenario), request.realtime);
+    return system;
+}
+
+} // namespace qisrtvcard

@@ -1,0 +1,345 @@
+// Device discovery, the analog capture graph and the video window on the virtual TV system.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "ModuleTestSupport.h"
+#include "analog/AnalogPlumbing.h"
+#include "analog/GraphHandles.h"
+#include "qis/Exception.h"
+#include "tvsim/Simulation.h"
+
+namespace qisrtvcard {
+namespace {
+
+using ::testing::ElementsAre;
+using mirt5::TestResult;
+
+std::string moniker(const std::string& friendlyName, const std::string& description = "Virtual card") {
+    std::string text = "{";
+    if (!friendlyName.empty()) text += R"("friendlyName": ")" + friendlyName + R"(", )";
+    return text + R"("description": ")" + description + R"(", "filter": "capture"})";
+}
+
+std::string scenarioWith(const std::vector<std::string>& monikers) {
+    std::string list;
+    for (const auto& m : monikers) list += (list.empty() ? "" : ", ") + m;
+    return R"({"device": {"name": "Card under test"},
+               "categories": {"VideoInputDevice": [)" + list + R"(]},
+               "filters": {"capture": {"kind": "analogCapture"}}})";
+}
+
+mirt5::DiagDevice deviceNamed(const std::string& analogName, const std::string& description = "Virtual card") {
+    return mirt5::DiagDevice("Card under test", description, mirt5::DeviceCapability::VideoCapture(),
+                             {{"AnalogFriendlyName", analogName}});
+}
+
+void addFault(const char* object, const char* method, std::uint32_t result = 0x80004005u) {
+    tvsim::FaultRule rule;
+    rule.object = object;
+    rule.method = method;
+    rule.result = static_cast<std::int32_t>(result);
+    tvsim::Simulation::current().faults().add(rule);
+}
+
+// The calls of one method in journal order, by object.
+std::vector<std::string> callsOf(const char* method) {
+    std::vector<std::string> objects;
+    for (const auto& call : tvsim::Simulation::current().journal().calls())
+        if (call.method == method) objects.push_back(call.object.utf8());
+    return objects;
+}
+
+// ---- device discovery ------------------------------------------------------------------------
+
+class CaptureDeviceDiscovery : public ::testing::Test {
+protected:
+    TestResult find(const mirt5::DiagDevice& device) {
+        probe_.device = device;
+        return probe_.run([](const mirt5::DiagDevice& d) {
+            const TestResult result = FindCaptureDevice(d, CLSID_VideoInputDeviceCategory);
+            g_captureFilter.reset();
+            return result;
+        });
+    }
+    // How many monikers were opened before the one that was bound.
+    std::size_t boundAfter() const {
+        std::size_t storage = 0;
+        for (const auto& call : tvsim::Simulation::current().journal().calls()) {
+            if (call.method == "BindToStorage") ++storage;
+            if (call.method == "BindToObject") return storage;
+        }
+        return 0;
+    }
+    void expectWarning(const char* key, const char* error) {
+        ASSERT_EQ(probe_.reporter.events.size(), 1u);
+        const auto& event = probe_.reporter.events[0];
+        EXPECT_EQ(event.severity, mirt5::Severity::Warning);
+        EXPECT_EQ(event.key, key);
+        if (error) EXPECT_EQ(event.variables.at("error"), error);
+    }
+
+    testing::Probe probe_;
+};
+
+TEST_F(CaptureDeviceDiscovery, IdenticalCardsAreNumberedInEnumerationOrder) {
+    testing::SimulatedSystem system(scenarioWith({moniker("TV Card"), moniker("TV Card"), moniker("TV Card")}));
+    EXPECT_EQ(find(deviceNamed("TV Card 2")), TestResult::PASS());
+    EXPECT_EQ(boundAfter(), 2u);
+    tvsim::Simulation::current().journal().clear();
+    EXPECT_EQ(find(deviceNamed("TV Card 3")), TestResult::PASS());
+    EXPECT_EQ(boundAfter(), 3u);
+    tvsim::Simulation::current().journal().clear();
+    EXPECT_EQ(find(deviceNamed("TV Card")), TestResult::PASS());
+    EXPECT_EQ(boundAfter(), 1u);
+    EXPECT_EQ(system.liveObjects(), "");
+}
+
+TEST_F(CaptureDeviceDiscovery, AFilterWithoutFriendlyNameDoesNotShiftTheNumbering) {
+    testing::SimulatedSystem system(scenarioWith({moniker("TV Card"), moniker(""), moniker("TV Card")}));
+    EXPECT_EQ(find(deviceNamed("TV Card 2")), TestResult::PASS());
+    EXPECT_EQ(boundAfter(), 3u);
+}
+
+TEST_F(CaptureDeviceDiscovery, TheDefaultNameMatchesByDescriptionAlone) {
+    testing::SimulatedSystem system(scenarioWith({moniker("Other", "Other card"), moniker("Anything", "Virtual card")}));
+    EXPECT_EQ(find(deviceNamed("Video Capture Device", "Virtual card")), TestResult::PASS());
+    EXPECT_EQ(boundAfter(), 2u);
+}
+
+TEST_F(CaptureDeviceDiscovery, NoMatchAndEmptyCategoryGiveNoDevice) {
+    testing::SimulatedSystem system(scenarioWith({moniker("TV Card")}));
+    EXPECT_EQ(find(deviceNamed("Other Card")), TestResult::NODEVICE());
+    expectWarning("WarningDeviceNotFound", nullptr);
+}
+
+TEST_F(CaptureDeviceDiscovery, EmptyCategoryGivesNoDevice) {
+    testing::SimulatedSystem system(scenarioWith({}));
+    EXPECT_EQ(find(deviceNamed("TV Card")), TestResult::NODEVICE());
+    expectWarning("WarningDeviceNotFound", nullptr);
+}
+
+TEST_F(CaptureDeviceDiscovery, SystemFailuresAreInternalErrorsNamingTheStep) {
+    {
+        testing::SimulatedSystem system(scenarioWith({moniker("TV Card")}));
+        addFault("SystemDeviceEnum", "CoCreateInstance");
+        EXPECT_EQ(find(deviceNamed("TV Card")), TestResult::INTERNALERROR());
+        expectWarning("WarningDeviceNotFound", "CLSID_SystemDeviceEnum failed.");
+    }
+    probe_.reporter.events.clear();
+    {
+        testing::SimulatedSystem system(scenarioWith({moniker("TV Card")}));
+        addFault("SystemDeviceEnum", "CreateClassEnumerator");
+        EXPECT_EQ(find(deviceNamed("TV Card")), TestResult::INTERNALERROR());
+        expectWarning("WarningDeviceNotFound", "CLSID_VideoInputDeviceCategory failed.");
+        EXPECT_EQ(system.liveObjects(), "");
+    }
+}
+
+TEST_F(CaptureDeviceDiscovery, AFilterThatCannotBeBoundIsNotSupported) {
+    testing::SimulatedSystem system(scenarioWith({moniker("TV Card")}));
+    addFault("*", "BindToObject");
+    EXPECT_EQ(find(deviceNamed("TV Card")), TestResult::NOTSUPPORTED());
+    expectWarning("WarningHardwareDoesNotSupportAnalogTVCapture", nullptr);
+    EXPECT_EQ(system.liveObjects(), "");
+}
+
+// ---- capture graph ---------------------------------------------------------------------------
+
+class CaptureGraphSetup : public ::testing::Test {
+protected:
+    TestResult setUp() {
+        return probe_.run([](const mirt5::DiagDevice&) {
+            const TestResult result = setupCaptureGraph();
+            closeInterfaces();
+            return result;
+        });
+    }
+    void expectEvent(mirt5::Severity severity, const char* key, const char* error) {
+        ASSERT_EQ(probe_.reporter.events.size(), 1u);
+        EXPECT_EQ(probe_.reporter.events[0].severity, severity);
+        EXPECT_EQ(probe_.reporter.events[0].key, key);
+        EXPECT_EQ(probe_.reporter.events[0].variables.at("error"), error);
+    }
+
+    testing::SimulatedSystem system_;
+    testing::Probe probe_;
+};
+
+TEST_F(CaptureGraphSetup, BuildsTheGraphAndReleasesEverythingOnClose) {
+    EXPECT_EQ(setUp(), TestResult::PASS());
+    EXPECT_TRUE(probe_.reporter.events.empty());
+    EXPECT_THAT(callsOf("SetFiltergraph"), ElementsAre("CaptureGraphBuilder2"));
+    EXPECT_EQ(system_.liveObjects(), "");
+}
+
+TEST_F(CaptureGraphSetup, ComInitialisationFailureIsAWindowSetupProblem) {
+    addFault("COM", "CoInitializeEx", 0x80010106u);
+    EXPECT_EQ(setUp(), TestResult::INTERNALERROR());
+    expectEvent(mirt5::Severity::Warning, "WarningWindowSetupProblem", "CoInitializeEx failed.");
+}
+
+TEST_F(CaptureGraphSetup, EachGraphStepFailsWithItsOwnText) {
+    const struct {
+        const char* object;
+        const char* method;
+        const char* error;
+    } steps[] = {{"FilterGraph", "CoCreateInstance", "CLSID_FilterGraph failed."},
+                 {"FilterGraph", "QueryInterface(IMediaControl)", "IID_IMediaControl failed."},
+                 {"CaptureGraphBuilder2", "SetFiltergraph", "SetFiltergraph failed."}};
+    for (const auto& step : steps) {
+        tvsim::Simulation::current().faults().clear();
+        probe_.reporter.events.clear();
+        addFault(step.object, step.method);
+        EXPECT_EQ(setUp(), TestResult::FAIL()) << step.method;
+        expectEvent(mirt5::Severity::Error, "ErrorCreatingFilterGraph", step.error);
+        EXPECT_EQ(system_.liveObjects(), "") << step.method;
+    }
+}
+
+// ---- video window ----------------------------------------------------------------------------
+
+bool haveDisplay() {
+    HWND probe = CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 1, 1, nullptr, nullptr, nullptr, nullptr);
+    if (!probe) return false;
+    DestroyWindow(probe);
+    return true;
+}
+
+class VideoWindowSetup : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!haveDisplay()) GTEST_SKIP() << "no display (run under xvfb-run)";
+    }
+    // Runs `body` after the graph and the window are set up, then tears both down.
+    TestResult withWindow(const std::function<void()>& body, const char* className = "VideoWindowTest") {
+        return probe_.run([&](const mirt5::DiagDevice&) {
+            TestResult result = setupCaptureGraph();
+            if (result == TestResult::PASS()) result = setupWindow(className, "Virtual picture");
+            if (result == TestResult::PASS()) body();
+            closeInterfaces();
+            if (g_hwndVideo) DestroyWindow(g_hwndVideo);
+            g_hwndVideo = nullptr;
+            return result;
+        });
+    }
+
+    testing::SimulatedSystem system_;
+    testing::Probe probe_;
+};
+
+TEST_F(VideoWindowSetup, ARegisteredClassIsUsedAgainByTheNextTest) {
+    EXPECT_EQ(withWindow([] {}), TestResult::PASS());
+    EXPECT_EQ(withWindow([] {}), TestResult::PASS());
+    EXPECT_TRUE(probe_.reporter.events.empty());
+    EXPECT_EQ(system_.liveObjects(), "");
+}
+
+TEST_F(VideoWindowSetup, GraphEventsAreAnnouncedToTheWindowAndDrained) {
+    EXPECT_EQ(withWindow([] {
+                  tunekit::ComPtr<IMediaEventSink> sink;
+                  ASSERT_EQ(g_graphManager.as(sink), S_OK);
+                  sink->Notify(EC_USERABORT, 0, 0);
+                  MSG message;
+                  while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
+              }),
+              TestResult::PASS());
+    EXPECT_EQ(callsOf("GetEvent").size(), 2u); // one event, then the empty queue
+    EXPECT_EQ(callsOf("FreeEventParams").size(), 1u);
+}
+
+TEST_F(VideoWindowSetup, MinimisingStopsTheGraphAndRestoringRunsItOnce) {
+    EXPECT_EQ(withWindow([] {
+                  ShowWindow(g_hwndVideo, SW_SHOW);
+                  const auto runs = callsOf("Run").size();
+                  ShowWindow(g_hwndVideo, SW_MINIMIZE);
+                  EXPECT_EQ(g_playState, State_Stopped);
+                  ShowWindow(g_hwndVideo, SW_RESTORE);
+                  EXPECT_EQ(g_playState, State_Running);
+                  SetWindowPos(g_hwndVideo, nullptr, 10, 10, 0, 0, SWP_NOSIZE | SWP_NOZORDER);
+                  EXPECT_EQ(callsOf("Run").size(), runs + 1);
+              }),
+              TestResult::PASS());
+}
+
+TEST_F(VideoWindowSetup, SizeMessagesBeforeTheRendererIsAttachedOnlyReachTheDefaultProcedure) {
+    EXPECT_EQ(withWindow([] {
+                  tunekit::ComPtr<IVideoWindow> attached = g_videoWindow;
+                  g_videoWindow.reset();
+                  SendMessageW(g_hwndVideo, WM_SIZE, SIZE_RESTORED, MAKELPARAM(320, 240));
+                  EXPECT_TRUE(callsOf("SetWindowPosition").empty());
+                  g_videoWindow = attached;
+              }),
+              TestResult::PASS());
+}
+
+TEST_F(VideoWindowSetup, ResizingGivesTheWantedClientWidthAndTheDesignedExtraBorderLine) {
+    EXPECT_EQ(withWindow([] {
+                  resizeWindowToFitClient(720, 480);
+                  RECT client{};
+                  GetClientRect(g_hwndVideo, &client);
+                  EXPECT_EQ(client.right, 720);
+                  EXPECT_EQ(client.bottom, 480 + GetSystemMetrics(SM_CYBORDER));
+              }),
+              TestResult::PASS());
+}
+
+TEST_F(VideoWindowSetup, ClosingTwiceIsHarmless) {
+    EXPECT_EQ(withWindow([] {
+                  closeInterfaces();
+                  closeInterfaces();
+                  EXPECT_FALSE(g_graphManager);
+                  EXPECT_FALSE(g_captureBuilder);
+              }),
+              TestResult::PASS());
+    EXPECT_EQ(system_.liveObjects(), "");
+}
+
+TEST_F(VideoWindowSetup, EventInterfaceFailuresAreReportedAsTheVideoWindowFailing) {
+    for (const char* method : {"QueryInterface(IVideoWindow)", "QueryInterface(IMediaEventEx)", "SetNotifyWindow"}) {
+        tvsim::Simulation::current().faults().clear();
+        probe_.reporter.events.clear();
+        addFault("FilterGraph", method);
+        EXPECT_EQ(withWindow([] {}), TestResult::FAIL()) << method;
+        ASSERT_EQ(probe_.reporter.events.size(), 1u) << method;
+        EXPECT_EQ(probe_.reporter.events[0].severity, mirt5::Severity::Error);
+        EXPECT_EQ(probe_.reporter.events[0].variables.at("error"), "IID_IVideoWindow failed.");
+    }
+    EXPECT_EQ(system_.liveObjects(), "");
+}
+
+// A class whose windows refuse to be created: CreateWindowEx fails after the class "exists".
+LRESULT CALLBACK refuseCreation(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    return message == WM_NCCREATE ? FALSE : DefWindowProcW(window, message, wParam, lParam);
+}
+
+TEST_F(VideoWindowSetup, WindowsThatCannotBeCreatedOrRegisteredAreSetupProblems) {
+    WNDCLASSW refusing{};
+    refusing.lpfnWndProc = refuseCreation;
+    refusing.lpszClassName = L"RefusingVideoWindow";
+    refusing.hInstance = reinterpret_cast<HINSTANCE>(GetWindowLongPtrW(GetConsoleWindow(), GWLP_HINSTANCE));
+    ASSERT_NE(RegisterClassW(&refusing), 0);
+    EXPECT_EQ(withWindow([] {}, "RefusingVideoWindow"), TestResult::INTERNALERROR());
+    ASSERT_EQ(probe_.reporter.events.size(), 1u);
+    EXPECT_EQ(probe_.reporter.events[0].variables.at("error"), "CreateWindow failed.");
+
+    probe_.reporter.events.clear();
+    const std::string tooLong(300, 'x'); // class names are limited to 256 characters
+    EXPECT_EQ(withWindow([] {}, tooLong.c_str()), TestResult::INTERNALERROR());
+    ASSERT_EQ(probe_.reporter.events.size(), 1u);
+    EXPECT_EQ(probe_.reporter.events[0].variables.at("error"), "RegisterClass failed.");
+}
+
+TEST_F(VideoWindowSetup, AWindowWithoutAGraphIsAnAssertionFailure) {
+    try {
+        probe_.run([](const mirt5::DiagDevice&) { return setupWindow("NoGraphWindow", "No graph"); });
+        ADD_FAILURE() << "expected an assertion failure";
+    } catch (const qis::AssertionFailure& failure) {
+        EXPECT_EQ(failure.getCondition(), "g_graphManager");
+        EXPECT_EQ(failure.getFile(), "qisrtvcard");
+    }
+    if (g_hwndVideo) DestroyWindow(g_hwndVideo);
+    g_hwndVideo = nullptr;
+}
+
+} // namespace
+} // namespace qisrtvcard

@@ -1,0 +1,412 @@
+// The filter graph manager: filters and their names, connections, rendering, the graph's
+// state, its event queue and the video window of the renderer it holds.
+#include <deque>
+
+#include "tvsim/Classes.h"
+#include "tvsim/Filter.h"
+#include "tvsim/Objects.h"
+
+namespace tvsim {
+namespace {
+
+using tunekit::ComPtr;
+
+struct GraphEvent {
+    long code;
+    LONG_PTR param1;
+    LONG_PTR param2;
+};
+
+// Forwards one IVideoWindow method to the renderer in the graph, as the graph manager does;
+// without a renderer the call fails with E_NOINTERFACE.
+#define TVSIM_FORWARD_VIDEO_WINDOW(method, params, args)                                       \
+    STDMETHODIMP method params override {                                                      \
+        return call(#method, [&]() -> HRESULT {                                                \
+            ComPtr<IVideoWindow> renderer = videoWindow();                                     \
+            return renderer ? renderer->method args : E_NOINTERFACE;                           \
+        });                                                                                    \
+    }
+
+class FilterGraph final
+    : public SimObject<IFilterGraph2, IMediaControl, IMediaEventEx, IMediaEventSink, IMediaFilter, IVideoWindow> {
+public:
+    FilterGraph() : SimObject("FilterGraph") {}
+    ~FilterGraph() override { removeAll(); }
+
+    // ---- IFilterGraph ----
+    STDMETHODIMP AddFilter(IBaseFilter* filter, LPCWSTR name) override {
+        return call("AddFilter", [&]() -> HRESULT {
+            if (!filter) return E_POINTER;
+            if (indexOf(filter) >= 0) return VFW_E_DUPLICATE_NAME;
+            qis::String wanted = name ? qis::String(name) : qis::String("Filter");
+            // A taken name gets a number, as the system graph manager does ("Capture 0001").
+            qis::String unique = wanted;
+            for (int n = 1; findByName(unique) >= 0; ++n) {
+                std::string number = std::to_string(n);
+                unique = wanted + " " + std::string(4 - std::min<std::size_t>(4, number.size()), '0') + number;
+            }
+            const HRESULT joined = filter->JoinFilterGraph(this, unique.wide().c_str());
+            if (FAILED(joined)) return joined;
+            filters_.push_back({ComPtr<IBaseFilter>(filter), unique});
+            return unique == wanted ? S_OK : VFW_S_DUPLICATE_NAME;
+        }, name ? qis::String(name) : qis::String());
+    }
+
+    STDMETHODIMP RemoveFilter(IBaseFilter* filter) override {
+        return call("RemoveFilter", [&]() -> HRESULT {
+            const int index = indexOf(filter);
+            if (index < 0) return E_FAIL;
+            detach(filters_[static_cast<std::size_t>(index)].filter);
+            filters_.erase(filters_.begin() + index);
+            return S_OK;
+        });
+    }
+
+    STDMETHODIMP EnumFilters(IEnumFilters** out) override {
+        return callOut("EnumFilters", out, [&] {
+            // Most recently added first, as the system's graph manager lists them.
+            std::vector<ComPtr<IBaseFilter>> list;
+            for (auto it = filters_.rbegin(); it != filters_.rend(); ++it) list.push_back(it->filter);
+            *out = makeFilterEnumerator("FilterGraph.Filters", std::move(list)).detach();
+            return S_OK;
+        });
+    }
+
+    STDMETHODIMP FindFilterByName(LPCWSTR name, IBaseFilter** out) override {
+        return callOut("FindFilterByName", out, [&]() -> HRESULT {
+            if (!name) return E_POINTER;
+            const int index = findByName(qis::String(name));
+            if (index < 0) return VFW_E_NOT_FOUND;
+            *out = filters_[static_cast<std::size_t>(index)].filter.get();
+            (*out)->AddRef();
+            return S_OK;
+        }, name ? qis::String(name) : qis::String());
+    }
+
+    STDMETHODIMP ConnectDirect(IPin* out, IPin* in, const AM_MEDIA_TYPE* type) override {
+        return call("ConnectDirect", [&]() -> HRESULT { return connectDirect(out, in, type); });
+    }
+
+    STDMETHODIMP Reconnect(IPin*) override { return E_NOTIMPL; }
+    STDMETHODIMP ReconnectEx(IPin*, const AM_MEDIA_TYPE*) override { return E_NOTIMPL; }
+
+    STDMETHODIMP Disconnect(IPin* pin) override {
+        return call("Disconnect", [&]() -> HRESULT {
+            if (!pin) return E_POINTER;
+            if (state_ != State_Stopped) return VFW_E_NOT_STOPPED;
+            return pin->Disconnect();
+        });
+    }
+
+    STDMETHODIMP SetDefaultSyncSource() override { return S_OK; }
+
+    // ---- IGraphBuilder ----
+    STDMETHODIMP Connect(IPin* out, IPin* in) override {
+        return call("Connect", [&]() -> HRESULT {
+            const HRESULT direct = connectDirect(out, in, nullptr);
+            // No converter filters are registered in the virtual system: pins that do not agree on
+            // a type cannot be connected at all.
+            const bool noCommonType = direct == VFW_E_NO_ACCEPTABLE_TYPES || direct == VFW_E_TYPE_NOT_ACCEPTED;
+            return noCommonType ? VFW_E_CANNOT_CONNECT : direct;
+        });
+    }
+
+    STDMETHODIMP Render(IPin* out) override {
+        return call("Render", [&]() -> HRESULT { return render(out); });
+    }
+
+    STDMETHODIMP RenderFile(LPCWSTR, LPCWSTR) override { return E_NOTIMPL; }
+    STDMETHODIMP AddSourceFilter(LPCWSTR, LPCWSTR, IBaseFilter**) override { return E_NOTIMPL; }
+    STDMETHODIMP SetLogFile(DWORD_PTR) override { return S_OK; }
+    STDMETHODIMP Abort() override { return S_OK; }
+    STDMETHODIMP ShouldOperationContinue() override { return S_OK; }
+
+    // ---- IFilterGraph2 ----
+    STDMETHODIMP AddSourceFilterForMoniker(IMoniker*, IBindCtx*, LPCWSTR, IBaseFilter**) override { return E_NOTIMPL; }
+    STDMETHODIMP RenderEx(IPin* out, DWORD, DWORD*) override { return Render(out); }
+
+    // ---- IMediaControl ----
+    STDMETHODIMP Run() override { return call("Run", [&] { return changeState(State_Running); }); }
+    STDMETHODIMP Pause() override { return call("Pause", [&] { return changeState(State_Paused); }); }
+    STDMETHODIMP Stop() override { return call("Stop", [&] { return changeState(State_Stopped); }); }
+    STDMETHODIMP GetState(LONG, OAFilterState* state) override {
+        if (!state) return E_POINTER;
+        *state = state_;
+        return S_OK;
+    }
+    STDMETHODIMP RenderFile(BSTR) override { return E_NOTIMPL; }
+    STDMETHODIMP AddSourceFilter(BSTR, IDispatch**) override { return E_NOTIMPL; }
+    STDMETHODIMP get_FilterCollection(IDispatch**) override { return E_NOTIMPL; }
+    STDMETHODIMP get_RegFilterCollection(IDispatch**) override { return E_NOTIMPL; }
+    STDMETHODIMP StopWhenReady() override { return Pause(); }
+
+    // ---- IMediaFilter ----
+    STDMETHODIMP GetClassID(CLSID* clsid) override {
+        if (!clsid) return E_POINTER;
+        *clsid = CLSID_FilterGraph;
+        return S_OK;
+    }
+    STDMETHODIMP Run(REFERENCE_TIME) override { return Run(); }
+    STDMETHODIMP GetState(DWORD, FILTER_STATE* state) override {
+        if (!state) return E_POINTER;
+        *state = state_;
+        return S_OK;
+    }
+    STDMETHODIMP SetSyncSource(IReferenceClock*) override { return S_OK; }
+    STDMETHODIMP GetSyncSource(IReferenceClock** clock) override {
+        if (!clock) return E_POINTER;
+        *clock = nullptr;
+        return S_FALSE;
+    }
+
+    // ---- IMediaEvent(Ex) ----
+    STDMETHODIMP GetEventHandle(OAEVENT* handle) override {
+        if (!handle) return E_POINTER;
+        *handle = 0;
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP GetEvent(long* code, LONG_PTR* param1, LONG_PTR* param2, long) override {
+        return call("GetEvent", [&]() -> HRESULT {
+            if (!code || !param1 || !param2) return E_POINTER;
+            if (events_.empty()) return E_ABORT;
+            const GraphEvent event = events_.front();
+            events_.pop_front();
+            *code = event.code;
+            *param1 = event.param1;
+            *param2 = event.param2;
+            return S_OK;
+        });
+    }
+    STDMETHODIMP WaitForCompletion(long, long* code) override {
+        if (code) *code = 0;
+        return E_ABORT;
+    }
+    STDMETHODIMP CancelDefaultHandling(long) override { return S_OK; }
+    STDMETHODIMP RestoreDefaultHandling(long) override { return S_OK; }
+    STDMETHODIMP FreeEventParams(long, LONG_PTR, LONG_PTR) override {
+        return call("FreeEventParams", [] { return S_OK; });
+    }
+    STDMETHODIMP SetNotifyWindow(OAHWND window, long message, LONG_PTR instance) override {
+        return call("SetNotifyWindow", [&]() -> HRESULT {
+            if (window && !IsWindow(reinterpret_cast<HWND>(window))) return E_INVALIDARG;
+            notifyWindow_ = reinterpret_cast<HWND>(window);
+            notifyMessage_ = static_cast<UINT>(message);
+            notifyInstance_ = instance;
+            if (notifyWindow_ && !events_.empty()) postNotification();
+            return S_OK;
+        });
+    }
+    STDMETHODIMP SetNotifyFlags(long flags) override {
+        notifyFlags_ = flags;
+        return S_OK;
+    }
+    STDMETHODIMP GetNotifyFlags(long* flags) override {
+        if (!flags) return E_POINTER;
+        *flags = notifyFlags_;
+        return S_OK;
+    }
+
+    // ---- IMediaEventSink: filters report events to the graph ----
+    STDMETHODIMP Notify(long code, LONG_PTR param1, LONG_PTR param2) override {
+        events_.push_back({code, param1, param2});
+        postNotification();
+        return S_OK;
+    }
+
+    // ---- IDispatch (of IMediaControl, IMediaEventEx and IVideoWindow) ----
+    STDMETHODIMP GetTypeInfoCount(UINT* count) override {
+        if (count) *count = 0;
+        return S_OK;
+    }
+    STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
+    STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*) override { return E_NOTIMPL; }
+
+    // ---- IVideoWindow ----
+    TVSIM_FORWARD_VIDEO_WINDOW(put_Caption, (BSTR caption), (caption))
+    TVSIM_FORWARD_VIDEO_WINDOW(get_Caption, (BSTR * caption), (caption))
+    TVSIM_FORWARD_VIDEO_WINDOW(put_WindowStyle, (long style), (style))
+    TVSIM_FORWARD_VIDEO_WINDOW(get_WindowStyle, (long* style), (style))
+    TVSIM_FORWARD_VIDEO_WINDOW(put_WindowStyleEx, (long style), (style))
+    TVSIM_FORWARD_VIDEO_WINDOW(get_WindowStyleEx, (long* style), (style))
+    TVSIM_FORWARD_VIDEO_WINDOW(put_AutoShow, (long show), (show))
+    TVSIM_FORWARD_VIDEO_WINDOW(get_AutoShow, (long* show), (show))
+    TVSIM_FORWARD_VIDEO_WINDOW(put_WindowState, (long state), (state))
+    TVSIM_FORWARD_VIDEO_WINDOW(get_WindowState, (long* state), (state))
+    TVSIM_FORWARD_VIDEO_WINDOW(put_BackgroundPalette, (long palette), (palette))
+    TVSIM_FORWARD_VIDEO_WINDOW(get_BackgroundPalette, (long* palette), (palette))
+    TVSIM_FORWARD_VIDEO_WINDOW(put_Visible, (long visible), (visible))
+    TVSIM_FORWARD_VIDEO_WINDOW(get_Visible, (long* visible), (visible))
+    TVSIM_FORWARD_VIDEO_WINDOW(put_Left, (long left), (left))
+    TVSIM_FORWARD_VIDEO_WINDOW(get_Left, (long* left), (left))
+    TVSIM_FORWARD_VIDEO_WINDOW(put_Width, (long width), (width))
+    TVSIM_FORWARD_VIDEO_WINDOW(get_Width, (long* width), (width))
+    TVSIM_FORWARD_VIDEO_WINDOW(put_Top, (long top), (top))
+    TVSIM_FORWARD_VIDEO_WINDOW(get_Top, (long* top), (top))
+    TVSIM_FORWARD_VIDEO_WINDOW(put_Height, (long height), (height))
+    TVSIM_FORWARD_VIDEO_WINDOW(get_Height, (long* height), (height))
+    TVSIM_FORWARD_VIDEO_WINDOW(put_Owner, (OAHWND owner), (owner))
+    TVSIM_FORWARD_VIDEO_WINDOW(get_Owner, (OAHWND * owner), (owner))
+    TVSIM_FORWARD_VIDEO_WINDOW(put_MessageDrain, (OAHWND drain), (drain))
+    TVSIM_FORWARD_VIDEO_WINDOW(get_MessageDrain, (OAHWND * drain), (drain))
+    TVSIM_FORWARD_VIDEO_WINDOW(get_BorderColor, (long* color), (color))
+    TVSIM_FORWARD_VIDEO_WINDOW(put_BorderColor, (long color), (color))
+    TVSIM_FORWARD_VIDEO_WINDOW(get_FullScreenMode, (long* mode), (mode))
+    TVSIM_FORWARD_VIDEO_WINDOW(put_FullScreenMode, (long mode), (mode))
+    TVSIM_FORWARD_VIDEO_WINDOW(SetWindowForeground, (long focus), (focus))
+    TVSIM_FORWARD_VIDEO_WINDOW(NotifyOwnerMessage, (OAHWND window, long message, LONG_PTR wParam, LONG_PTR lParam),
+                               (window, message, wParam, lParam))
+    TVSIM_FORWARD_VIDEO_WINDOW(SetWindowPosition, (long left, long top, long width, long height), (left, top, width, height))
+    TVSIM_FORWARD_VIDEO_WINDOW(GetWindowPosition, (long* left, long* top, long* width, long* height), (left, top, width, height))
+    TVSIM_FORWARD_VIDEO_WINDOW(GetMinIdealImageSize, (long* width, long* height), (width, height))
+    TVSIM_FORWARD_VIDEO_WINDOW(GetMaxIdealImageSize, (long* width, long* height), (width, height))
+    TVSIM_FORWARD_VIDEO_WINDOW(GetRestorePosition, (long* left, long* top, long* width, long* height), (left, top, width, height))
+    TVSIM_FORWARD_VIDEO_WINDOW(HideCursor, (long hide), (hide))
+    TVSIM_FORWARD_VIDEO_WINDOW(IsCursorHidden, (long* hidden), (hidden))
+
+protected:
+    void* extraInterface(REFIID iid) override {
+        if (iid == IID_IGraphBuilder) return static_cast<IGraphBuilder*>(this);
+        if (iid == IID_IFilterGraph) return static_cast<IFilterGraph*>(this);
+        if (iid == IID_IMediaEvent) return static_cast<IMediaEvent*>(this);
+        if (iid == IID_IPersist) return static_cast<IPersist*>(static_cast<IMediaFilter*>(this));
+        if (iid == IID_IDispatch) return static_cast<IDispatch*>(static_cast<IMediaControl*>(this));
+        return nullptr;
+    }
+
+private:
+    struct Entry {
+        ComPtr<IBaseFilter> filter;
+        qis::String name;
+    };
+
+    int indexOf(IBaseFilter* filter) const {
+        for (std::size_t i = 0; i < filters_.size(); ++i)
+            if (filters_[i].filter.get() == filter) return static_cast<int>(i);
+        return -1;
+    }
+
+    int findByName(const qis::String& name) const {
+        for (std::size_t i = 0; i < filters_.size(); ++i)
+            if (filters_[i].name == name) return static_cast<int>(i);
+        return -1;
+    }
+
+    bool inGraph(IPin* pin) const {
+        PIN_INFO info{};
+        if (!pin || FAILED(pin->QueryPinInfo(&info))) return false;
+        ComPtr<IBaseFilter> owner;
+        owner.attach(info.pFilter);
+        return indexOf(owner.get()) >= 0;
+    }
+
+    HRESULT connectDirect(IPin* out, IPin* in, const AM_MEDIA_TYPE* type) {
+        if (!out || !in) return E_POINTER;
+        if (!inGraph(out) || !inGraph(in)) return VFW_E_NOT_IN_GRAPH;
+        if (state_ != State_Stopped) return VFW_E_NOT_STOPPED;
+        PIN_DIRECTION outDirection = PINDIR_INPUT, inDirection = PINDIR_OUTPUT;
+        out->QueryDirection(&outDirection);
+        in->QueryDirection(&inDirection);
+        if (outDirection != PINDIR_OUTPUT || inDirection != PINDIR_INPUT) return VFW_E_INVALID_DIRECTION;
+        return out->Connect(in, type);
+    }
+
+    // Builds the chain from an output pin to a renderer: video goes to a new video renderer.
+    HRESULT render(IPin* out) {
+        if (!out) return E_POINTER;
+        if (!inGraph(out)) return VFW_E_NOT_IN_GRAPH;
+        ComPtr<IPin> peer;
+        if (SUCCEEDED(out->ConnectedTo(peer.put()))) return VFW_E_ALREADY_CONNECTED;
+        ComPtr<IEnumMediaTypes> types;
+        if (FAILED(out->EnumMediaTypes(types.put()))) return VFW_E_CANNOT_RENDER;
+        bool video = false;
+        for (AM_MEDIA_TYPE* type = nullptr; types->Next(1, &type, nullptr) == S_OK;) {
+            video = video || type->majortype == MEDIATYPE_Video;
+            freeMediaType(*type);
+            CoTaskMemFree(type);
+        }
+        if (!video) return VFW_E_CANNOT_RENDER;
+        ComPtr<IBaseFilter> renderer;
+        HRESULT hr = Simulation::current().createInstance(CLSID_VideoRenderer, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter,
+                                                          renderer.putVoid());
+        if (FAILED(hr)) return hr;
+        hr = AddFilter(renderer.get(), L"Video Renderer");
+        if (FAILED(hr)) return hr;
+        ComPtr<IPin> input;
+        ComPtr<IEnumPins> pins;
+        if (SUCCEEDED(renderer->EnumPins(pins.put())))
+            pins->Next(1, input.put(), nullptr);
+        hr = input ? connectDirect(out, input.get(), nullptr) : VFW_E_CANNOT_RENDER;
+        if (FAILED(hr)) {
+            RemoveFilter(renderer.get());
+            return VFW_E_CANNOT_RENDER;
+        }
+        return S_OK;
+    }
+
+    HRESULT changeState(FILTER_STATE to) {
+        // Stopped to running passes through paused, as in the system graph manager.
+        if (to == State_Running && state_ == State_Stopped) {
+            const HRESULT paused = changeState(State_Paused);
+            if (FAILED(paused)) return paused;
+        }
+        for (auto& entry : filters_) {
+            const HRESULT hr = to == State_Running ? entry.filter->Run(0)
+                               : to == State_Paused ? entry.filter->Pause()
+                                                    : entry.filter->Stop();
+            if (FAILED(hr)) return hr;
+        }
+        state_ = to;
+        return S_OK;
+    }
+
+    ComPtr<IVideoWindow> videoWindow() const {
+        for (const auto& entry : filters_) {
+            ComPtr<IVideoWindow> window;
+            if (SUCCEEDED(entry.filter->QueryInterface(IID_IVideoWindow, window.putVoid()))) return window;
+        }
+        return ComPtr<IVideoWindow>();
+    }
+
+    void postNotification() {
+        if (notifyWindow_) PostMessageW(notifyWindow_, notifyMessage_, 0, notifyInstance_);
+    }
+
+    // Disconnects every pin of the filter (both sides) and takes it out of the graph.
+    void detach(const ComPtr<IBaseFilter>& filter) {
+        ComPtr<IEnumPins> pins;
+        if (SUCCEEDED(filter->EnumPins(pins.put()))) {
+            for (ComPtr<IPin> pin; pins->Next(1, pin.put(), nullptr) == S_OK;) {
+                ComPtr<IPin> peer;
+                if (SUCCEEDED(pin->ConnectedTo(peer.put()))) peer->Disconnect();
+                pin->Disconnect();
+            }
+        }
+        filter->JoinFilterGraph(nullptr, nullptr);
+    }
+
+    void removeAll() {
+        if (state_ != State_Stopped) changeState(State_Stopped);
+        while (!filters_.empty()) {
+            detach(filters_.back().filter);
+            filters_.pop_back();
+        }
+    }
+
+    std::vector<Entry> filters_;
+    FILTER_STATE state_ = State_Stopped;
+    std::deque<GraphEvent> events_;
+    HWND notifyWindow_ = nullptr;
+    UINT notifyMessage_ = 0;
+    LONG_PTR notifyInstance_ = 0;
+    long notifyFlags_ = 0;
+};
+
+} // namespace
+
+ComPtr<IUnknown> createFilterGraph(Simulation&) {
+    ComPtr<FilterGraph> graph = make<FilterGraph>();
+    return ComPtr<IUnknown>(static_cast<IUnknown*>(static_cast<IFilterGraph2*>(graph.get())));
+}
+
+} // namespace tvsim
