@@ -29,7 +29,7 @@ build() { # preset [target]
 demo() {
   build windows qisrtvcard
   # One X display for the whole run: the module opens windows and dialogs.
-  xvfb-run -a bash -c "$wine_run $prefix --start && $wine_run $prefix build/windows/bin/qisrtvcard.exe --list; rc=\$?; $wine_run $prefix --stop; exit \$rc"
+  xvfb-run -a bash -c "$wine_run $prefix --start && $wine_run $prefix build/windows/bin/qisrtvcard.exe --sim --list; rc=\$?; $wine_run $prefix --stop; exit \$rc"
 }
 
 run_tests() {
