@@ -1,5 +1,6 @@
 // Scenarios that ship with the program. "hybrid" is the default: one card on which every
-// analog test passes.
+// analog test passes. Its FM stations sit on odd and on even tenths of a megahertz, so that a
+// scan in 0.2 MHz steps finds one whichever tenth it starts on.
 #include "tvsim/Scenario.h"
 
 namespace tvsim {
@@ -45,15 +46,19 @@ constexpr BuiltIn kBuiltIns[] = {
         "minChannel": 1, "maxChannel": 158,
         "antennaSignal": [3, 7, 12],
         "cableSignal": [5, 9, 22, 40],
-        "fmSignal": [88100000, 95500000, 101100000, 104300000]
+        "fmSignal": [88100000, 91400000, 95500000, 101100000, 104300000]
       },
       "crossbar": {
-        "outputs": [4096, 4097],
+        "outputs": [
+          {"physicalType": "Video_VideoDecoder", "related": 1},
+          {"physicalType": "Audio_AudioDecoder", "related": 0}
+        ],
         "inputs": [
-          {"physicalType": 1, "routesTo": [0]},
-          {"physicalType": 3, "routesTo": [0]},
-          {"physicalType": 4, "routesTo": [0]},
-          {"physicalType": 4098, "routesTo": [1]}
+          {"physicalType": "Video_Tuner", "routesTo": [0], "related": 3},
+          {"physicalType": "Video_Composite", "routesTo": [0], "related": 4},
+          {"physicalType": "Video_SVideo", "routesTo": [0], "related": 4},
+          {"physicalType": "Audio_Tuner", "routesTo": [1], "related": 0},
+          {"physicalType": "Audio_Line", "routesTo": [1], "related": 1}
         ]
       }
     }

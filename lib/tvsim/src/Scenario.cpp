@@ -1,5 +1,6 @@
 #include "tvsim/Scenario.h"
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 
@@ -57,6 +58,9 @@ public:
         return value_.get<double>();
     }
 
+    bool isText() const { return value_.is_string(); }
+    bool isObject() const { return value_.is_object(); }
+
     bool boolean() const {
         if (!value_.is_boolean()) fail("expected true or false");
         return value_.get<bool>();
@@ -90,10 +94,49 @@ void readIf(const Node& parent, const char* key, T& target, Read read) {
     if (auto node = parent.field(key)) target = read(*node);
 }
 
-std::set<long> integerSet(const Node& node) {
+// Channels or frequencies that must lie in [min, max] of the tuner that lists them.
+std::set<long> integerSetWithin(const Node& node, long min, long max, const char* range) {
     std::set<long> values;
-    for (const auto& item : node.items()) values.insert(item.integer());
+    for (const auto& item : node.items()) {
+        const long value = item.integer();
+        if (value < min || value > max) item.fail(std::string("outside ") + range);
+        values.insert(value);
+    }
     return values;
+}
+
+// A value given either as a number or by one of the names of `table`.
+long numberOrName(const Node& node, std::initializer_list<std::pair<const char*, long>> table, const char* prefix,
+                  const char* what) {
+    if (!node.isText()) return node.integer();
+    std::string name = node.text().utf8();
+    if (name.rfind(prefix, 0) == 0) name = name.substr(std::string(prefix).size());
+    for (const auto& [known, value] : table)
+        if (name == known) return value;
+    node.fail(std::string("unknown ") + what);
+}
+
+long physicalType(const Node& node) {
+    return numberOrName(node,
+                        {{"Video_Tuner", 1}, {"Video_Composite", 2}, {"Video_SVideo", 3}, {"Video_RGB", 4},
+                         {"Video_YRYBY", 5}, {"Video_SerialDigital", 6}, {"Video_ParallelDigital", 7},
+                         {"Video_SCSI", 8}, {"Video_AUX", 9}, {"Video_1394", 10}, {"Video_USB", 11},
+                         {"Video_VideoDecoder", 12}, {"Video_VideoEncoder", 13}, {"Video_SCART", 14},
+                         {"Video_Black", 15}, {"Audio_Tuner", 0x1000}, {"Audio_Line", 0x1001}, {"Audio_Mic", 0x1002},
+                         {"Audio_AESDigital", 0x1003}, {"Audio_SPDIFDigital", 0x1004}, {"Audio_SCSI", 0x1005},
+                         {"Audio_AUX", 0x1006}, {"Audio_1394", 0x1007}, {"Audio_USB", 0x1008},
+                         {"Audio_AudioDecoder", 0x1009}},
+                        "PhysConn_", "physical connector type");
+}
+
+long tvFormat(const Node& node) {
+    return numberOrName(node,
+                        {{"NTSC_M", 0x1}, {"NTSC_M_J", 0x2}, {"NTSC_433", 0x4}, {"PAL_B", 0x10}, {"PAL_D", 0x20},
+                         {"PAL_G", 0x40}, {"PAL_H", 0x80}, {"PAL_I", 0x100}, {"PAL_M", 0x200}, {"PAL_N", 0x400},
+                         {"PAL_60", 0x800}, {"SECAM_B", 0x1000}, {"SECAM_D", 0x2000}, {"SECAM_G", 0x4000},
+                         {"SECAM_H", 0x8000}, {"SECAM_K", 0x10000}, {"SECAM_K1", 0x20000}, {"SECAM_L", 0x40000},
+                         {"SECAM_L1", 0x80000}, {"PAL_N_COMBO", 0x100000}},
+                        "AnalogVideo_", "analog video standard");
 }
 
 DeviceUnderTest readDevice(const Node& node) {
@@ -120,29 +163,64 @@ MonikerSpec readMoniker(const Node& node) {
 
 TvTunerSpec readTuner(const Node& node) {
     node.allowOnly({"tvMode", "fmMode", "minChannel", "maxChannel", "antennaSignal", "cableSignal", "minFrequency",
-                    "maxFrequency", "fmSignal"});
+                    "maxFrequency", "fmSignal", "inputType", "tvFormat", "lockMilliseconds"});
     TvTunerSpec tuner;
     readIf(node, "tvMode", tuner.tvMode, [](const Node& n) { return n.boolean(); });
     readIf(node, "fmMode", tuner.fmMode, [](const Node& n) { return n.boolean(); });
+    if (!tuner.tvMode && !tuner.fmMode) node.fail("a tuner needs tvMode or fmMode");
     readIf(node, "minChannel", tuner.minChannel, [](const Node& n) { return n.integer(); });
     readIf(node, "maxChannel", tuner.maxChannel, [](const Node& n) { return n.integer(); });
-    readIf(node, "antennaSignal", tuner.antennaSignal, integerSet);
-    readIf(node, "cableSignal", tuner.cableSignal, integerSet);
+    if (tuner.minChannel > tuner.maxChannel) node.fail("minChannel is above maxChannel");
     readIf(node, "minFrequency", tuner.minFrequency, [](const Node& n) { return n.integer(); });
     readIf(node, "maxFrequency", tuner.maxFrequency, [](const Node& n) { return n.integer(); });
-    readIf(node, "fmSignal", tuner.fmSignal, integerSet);
-    if (tuner.minChannel > tuner.maxChannel) node.fail("minChannel is above maxChannel");
+    if (tuner.minFrequency <= 0 || tuner.minFrequency > tuner.maxFrequency)
+        node.fail("minFrequency must be positive and not above maxFrequency");
+    const auto channels = [&](const Node& n) { return integerSetWithin(n, tuner.minChannel, tuner.maxChannel, "minChannel..maxChannel"); };
+    readIf(node, "antennaSignal", tuner.antennaSignal, channels);
+    readIf(node, "cableSignal", tuner.cableSignal, channels);
+    readIf(node, "fmSignal", tuner.fmSignal,
+           [&](const Node& n) { return integerSetWithin(n, tuner.minFrequency, tuner.maxFrequency, "minFrequency..maxFrequency"); });
+    readIf(node, "inputType", tuner.inputType, [](const Node& n) {
+        const qis::String type = n.text();
+        if (type != "cable" && type != "antenna") n.fail("expected cable or antenna");
+        return type == "cable" ? 0L : 1L;
+    });
+    readIf(node, "tvFormat", tuner.tvFormat, tvFormat);
+    readIf(node, "lockMilliseconds", tuner.lockMilliseconds, [](const Node& n) {
+        const long value = n.integer();
+        if (value < 0) n.fail("expected 0 or more");
+        return value;
+    });
     return tuner;
 }
 
 CrossbarSpec readCrossbar(const Node& node) {
     node.allowOnly({"inputs", "outputs"});
     CrossbarSpec crossbar;
-    for (const auto& output : node.required("outputs").items()) crossbar.outputs.push_back(output.integer());
-    for (const auto& in : node.required("inputs").items()) {
-        in.allowOnly({"physicalType", "routesTo"});
+    const auto outputs = node.required("outputs").items();
+    const auto inputs = node.required("inputs").items();
+    const auto pinIndex = [](const Node& n, std::size_t count, const char* what) {
+        const long index = n.integer();
+        if (index < -1 || index >= static_cast<long>(count)) n.fail(std::string("no such ") + what);
+        return index;
+    };
+    // An output is its physical type, or an object when it has more to say.
+    for (const auto& out : outputs) {
+        CrossbarSpec::Output output;
+        if (out.isObject()) {
+            out.allowOnly({"physicalType", "related", "routedFrom"});
+            output.physicalType = physicalType(out.required("physicalType"));
+            readIf(out, "related", output.related, [&](const Node& n) { return pinIndex(n, outputs.size(), "output"); });
+            readIf(out, "routedFrom", output.routedFrom, [&](const Node& n) { return pinIndex(n, inputs.size(), "input"); });
+        } else {
+            output.physicalType = physicalType(out);
+        }
+        crossbar.outputs.push_back(output);
+    }
+    for (const auto& in : inputs) {
+        in.allowOnly({"physicalType", "routesTo", "related"});
         CrossbarSpec::Input input;
-        input.physicalType = in.required("physicalType").integer();
+        input.physicalType = physicalType(in.required("physicalType"));
         if (auto routes = in.field("routesTo")) {
             for (const auto& r : routes->items()) {
                 const long output = r.integer();
@@ -150,7 +228,15 @@ CrossbarSpec readCrossbar(const Node& node) {
                 input.routesTo.push_back(output);
             }
         }
+        readIf(in, "related", input.related, [&](const Node& n) { return pinIndex(n, inputs.size(), "input"); });
         crossbar.inputs.push_back(input);
+    }
+    for (std::size_t o = 0; o < crossbar.outputs.size(); ++o) {
+        const long from = crossbar.outputs[o].routedFrom;
+        if (from < 0) continue;
+        const auto& routes = crossbar.inputs[static_cast<std::size_t>(from)].routesTo;
+        if (std::find(routes.begin(), routes.end(), static_cast<long>(o)) == routes.end())
+            outputs[o].required("routedFrom").fail("that input cannot be routed to this output");
     }
     return crossbar;
 }

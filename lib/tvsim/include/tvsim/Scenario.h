@@ -41,6 +41,7 @@ struct VideoFormat {
     double framesPerSecond = 29.97;
 };
 
+// The TV/FM tuner of an analog capture card.
 struct TvTunerSpec {
     bool tvMode = true;
     bool fmMode = true;
@@ -51,15 +52,27 @@ struct TvTunerSpec {
     long minFrequency = 87500000; // FM band in Hz
     long maxFrequency = 108000000;
     std::set<long> fmSignal;      // FM frequencies in Hz with a station
+    long inputType = 0;           // input selected at start: TunerInputCable 0, TunerInputAntenna 1
+    long tvFormat = 1;            // AnalogVideoStandard bit (AnalogVideo_NTSC_M 1, AnalogVideo_PAL_B 0x10, ...)
+    long lockMilliseconds = 0;    // after each tuning, no signal is reported until this much time has passed
 };
 
+// The analog crossbar: physical inputs routed to the outputs that feed the capture filter.
+// Physical types are PhysicalConnectorType values (PhysConn_Video_Tuner 1,
+// PhysConn_Video_VideoDecoder 12, PhysConn_Audio_Tuner 0x1000, PhysConn_Audio_AudioDecoder 0x1009).
 struct CrossbarSpec {
     struct Input {
         long physicalType = 1; // PhysConn_Video_Tuner
         std::vector<long> routesTo;
+        long related = -1;     // index of the input of the same jack (video and audio tuner), or -1
+    };
+    struct Output {
+        long physicalType = 12; // PhysConn_Video_VideoDecoder
+        long related = -1;
+        long routedFrom = -1;   // the input routed here at start, or -1
     };
     std::vector<Input> inputs;
-    std::vector<long> outputs; // physical types (PhysConn_Video_VideoDecoder is 0x1000)
+    std::vector<Output> outputs;
 };
 
 struct FilterSpec {

@@ -1,0 +1,685 @@
+// The capture graph builder and the filters it builds with: what a capture application sees of
+// them through their interfaces, and the AVI file a recording leaves behind.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "SimTestSupport.h"
+#include "qis/System.h"
+#include "tvsim/Filter.h"
+#include "tvsim/Objects.h"
+
+namespace tvsim {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::Contains;
+using ::testing::Not;
+using tunekit::ComPtr;
+
+// ---- test filters --------------------------------------------------------------------------
+
+MediaType analogVideo() {
+    MediaType type;
+    type.major = MEDIATYPE_AnalogVideo;
+    type.subtype = MEDIASUBTYPE_AnalogVideo_NTSC_M;
+    type.formatType = FORMAT_AnalogVideo;
+    return type;
+}
+
+MediaType programStream() {
+    MediaType type;
+    type.major = MEDIATYPE_Stream;
+    type.subtype = MEDIASUBTYPE_MPEG2_PROGRAM;
+    type.formatType = FORMAT_None;
+    return type;
+}
+
+// IAMStreamConfig of one pin; only its identity matters here.
+class PinStreamConfig final : public IAMStreamConfig {
+public:
+    explicit PinStreamConfig(IPin& pin) : pin_(pin) {}
+    STDMETHODIMP QueryInterface(REFIID iid, void** object) override { return pin_.QueryInterface(iid, object); }
+    STDMETHODIMP_(ULONG) AddRef() override { return pin_.AddRef(); }
+    STDMETHODIMP_(ULONG) Release() override { return pin_.Release(); }
+    STDMETHODIMP SetFormat(AM_MEDIA_TYPE*) override { return E_NOTIMPL; }
+    STDMETHODIMP GetFormat(AM_MEDIA_TYPE**) override { return E_NOTIMPL; }
+    STDMETHODIMP GetNumberOfCapabilities(int*, int*) override { return E_NOTIMPL; }
+    STDMETHODIMP GetStreamCaps(int, AM_MEDIA_TYPE**, BYTE*) override { return E_NOTIMPL; }
+
+private:
+    IPin& pin_;
+};
+
+// A small capture device: a capture pin (with IAMStreamConfig), optionally a preview pin, an
+// analog input fed by the crossbar, and a picture the test switches on and off.
+class TestCapture final : public SimFilter, public PictureSource {
+public:
+    explicit TestCapture(std::vector<MediaType> types, bool previewPin = false) : SimFilter("TestCapture", GUID_NULL) {
+        SimPin& capture = addPin("Capture", PINDIR_OUTPUT, types, &PIN_CATEGORY_CAPTURE);
+        config_ = std::make_unique<PinStreamConfig>(capture);
+        capture.expose(IID_IAMStreamConfig, static_cast<IAMStreamConfig*>(config_.get()));
+        if (previewPin) addPin("Preview", PINDIR_OUTPUT, types, &PIN_CATEGORY_PREVIEW);
+        addPin("Analog Video In", PINDIR_INPUT, {analogVideo()});
+    }
+    IPin* pin(const char* name) { return findPin(name); }
+    bool hasPicture() const override { return picture; }
+    qis::String pictureLabel() const override { return "Test picture"; }
+
+    bool picture = true;
+
+private:
+    std::unique_ptr<PinStreamConfig> config_;
+};
+
+// An upstream filter with an interface of its own, as a crossbar is upstream of a capture filter.
+class TestCrossbar final : public SimFilter, public IAMFilterMiscFlags {
+public:
+    TestCrossbar() : SimFilter("TestCrossbar", GUID_NULL) { addPin("Video Out", PINDIR_OUTPUT, {analogVideo()}); }
+    STDMETHODIMP QueryInterface(REFIID iid, void** object) override { return SimFilter::QueryInterface(iid, object); }
+    STDMETHODIMP_(ULONG) AddRef() override { return SimFilter::AddRef(); }
+    STDMETHODIMP_(ULONG) Release() override { return SimFilter::Release(); }
+    STDMETHODIMP_(ULONG) GetMiscFlags() override { return 0; }
+
+protected:
+    void* extraInterface(REFIID iid) override {
+        return iid == IID_IAMFilterMiscFlags ? static_cast<IAMFilterMiscFlags*>(this) : SimFilter::extraInterface(iid);
+    }
+};
+
+// ---- helpers -------------------------------------------------------------------------------
+
+template <class T>
+ComPtr<T> create(REFCLSID clsid) {
+    ComPtr<T> object;
+    EXPECT_EQ(Simulation::current().createInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, __uuidof(T), object.putVoid()), S_OK);
+    return object;
+}
+
+std::vector<std::string> filterNames(IGraphBuilder* graph) {
+    std::vector<std::string> names;
+    ComPtr<IEnumFilters> filters;
+    graph->EnumFilters(filters.put());
+    for (ComPtr<IBaseFilter> filter; filters->Next(1, filter.put(), nullptr) == S_OK;) {
+        FILTER_INFO info{};
+        filter->QueryFilterInfo(&info);
+        if (info.pGraph) info.pGraph->Release();
+        names.push_back(qis::String(info.achName).utf8());
+    }
+    return names;
+}
+
+std::vector<std::string> pinNames(IBaseFilter* filter) {
+    std::vector<std::string> names;
+    ComPtr<IEnumPins> pins;
+    filter->EnumPins(pins.put());
+    for (ComPtr<IPin> pin; pins->Next(1, pin.put(), nullptr) == S_OK;) {
+        PIN_INFO info{};
+        pin->QueryPinInfo(&info);
+        if (info.pFilter) info.pFilter->Release();
+        names.push_back(qis::String(info.achName).utf8());
+    }
+    return names;
+}
+
+ComPtr<IPin> pinOf(IBaseFilter* filter, const wchar_t* name) {
+    ComPtr<IPin> pin;
+    EXPECT_EQ(filter->FindPin(name, pin.put()), S_OK) << qis::String(name);
+    return pin;
+}
+
+// The filter on the other side of `pin`, named as in the graph ("" when unconnected).
+std::string peerFilterName(IPin* pin) {
+    ComPtr<IPin> peer;
+    if (FAILED(pin->ConnectedTo(peer.put()))) return "";
+    PIN_INFO info{};
+    peer->QueryPinInfo(&info);
+    FILTER_INFO filterInfo{};
+    info.pFilter->QueryFilterInfo(&filterInfo);
+    info.pFilter->Release();
+    if (filterInfo.pGraph) filterInfo.pGraph->Release();
+    return qis::String(filterInfo.achName).utf8();
+}
+
+std::vector<GUID> offeredSubtypes(IPin* pin) {
+    std::vector<GUID> subtypes;
+    ComPtr<IEnumMediaTypes> types;
+    pin->EnumMediaTypes(types.put());
+    for (AM_MEDIA_TYPE* type = nullptr; types->Next(1, &type, nullptr) == S_OK; type = nullptr) {
+        subtypes.push_back(type->subtype);
+        freeMediaType(*type);
+        CoTaskMemFree(type);
+    }
+    return subtypes;
+}
+
+std::wstring tempPath(const wchar_t* name) {
+    wchar_t directory[MAX_PATH] = {};
+    GetTempPathW(MAX_PATH, directory);
+    return std::wstring(directory) + name;
+}
+
+// The parts of an AVI file a player relies on, read back from disk.
+struct AviFile {
+    bool riffSizeMatches = false;
+    DWORD totalFrames = 0, streams = 0, width = 0, height = 0;
+    DWORD scale = 0, rate = 0, length = 0;
+    char handler[5] = {};
+    BITMAPINFOHEADER format{};
+    std::vector<std::vector<BYTE>> frames; // the '00dc' chunks of movi, in order
+    std::size_t indexEntries = 0;
+    bool indexPointsAtFrames = true;
+
+    static DWORD u32(const std::vector<BYTE>& data, std::size_t at) {
+        DWORD value = 0;
+        if (at + 4 <= data.size()) std::memcpy(&value, data.data() + at, 4);
+        return value;
+    }
+    static bool is(const std::vector<BYTE>& data, std::size_t at, const char* code) {
+        return at + 4 <= data.size() && std::memcmp(data.data() + at, code, 4) == 0;
+    }
+
+    static AviFile read(const std::wstring& path) {
+        std::ifstream in(std::filesystem::path(path), std::ios::binary);
+        std::vector<BYTE> data((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        AviFile avi;
+        if (!is(data, 0, "RIFF") || !is(data, 8, "AVI ")) return avi;
+        avi.riffSizeMatches = u32(data, 4) + 8 == data.size();
+        std::size_t moviType = 0;
+        std::vector<std::pair<std::size_t, DWORD>> chunks; // offset from the movi type, size
+        // Walks the chunks of [from, to), descending into LISTs.
+        auto walk = [&](auto& self, std::size_t from, std::size_t to) -> void {
+            for (std::size_t at = from; at + 8 <= to;) {
+                const DWORD size = u32(data, at + 4);
+                const std::size_t body = at + 8;
+                if (is(data, at, "LIST")) {
+                    if (is(data, body, "movi")) moviType = body;
+                    self(self, body + 4, body + size);
+                } else if (is(data, at, "avih")) {
+                    avi.totalFrames = u32(data, body + 16), avi.streams = u32(data, body + 24);
+                    avi.width = u32(data, body + 32), avi.height = u32(data, body + 36);
+                } else if (is(data, at, "strh") && is(data, body, "vids")) {
+                    std::memcpy(avi.handler, data.data() + body + 4, 4);
+                    avi.scale = u32(data, body + 20), avi.rate = u32(data, body + 24), avi.length = u32(data, body + 32);
+                } else if (is(data, at, "strf") && size >= sizeof(BITMAPINFOHEADER) && avi.format.biSize == 0) {
+                    std::memcpy(&avi.format, data.data() + body, sizeof(BITMAPINFOHEADER));
+                } else if (is(data, at, "00dc")) {
+                    avi.frames.emplace_back(data.begin() + static_cast<std::ptrdiff_t>(body),
+                                            data.begin() + static_cast<std::ptrdiff_t>(body + size));
+                    chunks.emplace_back(at - moviType, size);
+                } else if (is(data, at, "idx1")) {
+                    avi.indexEntries = size / 16;
+                    for (std::size_t entry = 0; entry < avi.indexEntries; ++entry) {
+                        const std::size_t e = body + entry * 16;
+                        const bool matches = entry < chunks.size() && is(data, e, "00dc") &&
+                                             u32(data, e + 8) == chunks[entry].first && u32(data, e + 12) == chunks[entry].second;
+                        avi.indexPointsAtFrames = avi.indexPointsAtFrames && matches;
+                    }
+                }
+                at = body + size + (size % 2);
+            }
+        };
+        walk(walk, 12, data.size());
+        return avi;
+    }
+};
+
+// ---- fixtures ------------------------------------------------------------------------------
+
+// A graph with a test capture device in it, and a capture graph builder attached to the graph.
+// Every test ends with nothing left referenced.
+class BuilderTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        graph = create<IGraphBuilder>(CLSID_FilterGraph);
+        builder = create<ICaptureGraphBuilder2>(CLSID_CaptureGraphBuilder2);
+        ASSERT_EQ(builder->SetFiltergraph(graph.get()), S_OK);
+    }
+
+    void TearDown() override {
+        capture.reset();
+        crossbar.reset();
+        builder.reset();
+        graph.reset();
+        EXPECT_EQ(sim_.liveObjects(), "");
+    }
+
+    // Adds a capture device offering `types` on its capture pin.
+    void addCapture(std::vector<MediaType> types, bool previewPin = false) {
+        capture = make<TestCapture>(std::move(types), previewPin);
+        ASSERT_EQ(graph->AddFilter(capture.get(), L"Video Capture"), S_OK);
+    }
+    void addCrossbarUpstream() {
+        crossbar = make<TestCrossbar>();
+        ASSERT_EQ(graph->AddFilter(crossbar.get(), L"Crossbar"), S_OK);
+        ASSERT_EQ(graph->ConnectDirect(crossbar->pins()[0].get(), capture->pin("Analog Video In"), nullptr), S_OK);
+    }
+
+    testing::SimulationFixture sim_;
+    ComPtr<IGraphBuilder> graph;
+    ComPtr<ICaptureGraphBuilder2> builder;
+    ComPtr<TestCapture> capture;
+    ComPtr<TestCrossbar> crossbar;
+};
+
+MediaType smallVideo() { return MediaType::video(160, 120, 29.97); }
+
+// ---- the builder and its graph ---------------------------------------------------------------
+
+class BuilderGraph : public ::testing::Test {
+protected:
+    testing::SimulationFixture sim_;
+};
+
+TEST_F(BuilderGraph, HasNoGraphUntilGivenOneAndTakesOnlyOne) {
+    auto builder = create<ICaptureGraphBuilder2>(CLSID_CaptureGraphBuilder2);
+    ComPtr<IGraphBuilder> got;
+    EXPECT_EQ(builder->GetFiltergraph(got.put()), E_UNEXPECTED);
+    auto graph = create<IGraphBuilder>(CLSID_FilterGraph), other = create<IGraphBuilder>(CLSID_FilterGraph);
+    EXPECT_EQ(builder->SetFiltergraph(nullptr), E_POINTER);
+    EXPECT_EQ(builder->SetFiltergraph(graph.get()), S_OK);
+    EXPECT_EQ(builder->SetFiltergraph(other.get()), E_UNEXPECTED);
+    ASSERT_EQ(builder->GetFiltergraph(got.put()), S_OK);
+    EXPECT_EQ(got.get(), graph.get());
+}
+
+TEST_F(BuilderGraph, MakesItsOwnGraphWhenAskedToWriteAFileWithoutOne) {
+    auto builder = create<ICaptureGraphBuilder2>(CLSID_CaptureGraphBuilder2);
+    ComPtr<IBaseFilter> mux;
+    ASSERT_EQ(builder->SetOutputFileName(&MEDIASUBTYPE_Avi, tempPath(L"tvsim-own-graph.avi").c_str(), mux.put(), nullptr), S_OK);
+    ComPtr<IGraphBuilder> graph;
+    ASSERT_EQ(builder->GetFiltergraph(graph.put()), S_OK);
+    EXPECT_THAT(filterNames(graph.get()), ElementsAre("File Writer", "Mux"));
+}
+
+// ---- RenderStream ----------------------------------------------------------------------------
+
+using BuilderRenderStream = BuilderTest;
+
+TEST_F(BuilderRenderStream, AMediaTypeTheDeviceDoesNotOfferFailsAndAddsNothing) {
+    addCapture({smallVideo()});
+    for (const GUID* type : {&MEDIATYPE_Interleaved, &MEDIATYPE_Stream}) {
+        EXPECT_EQ(builder->RenderStream(&PIN_CATEGORY_CAPTURE, type, capture.get(), nullptr, nullptr), E_FAIL);
+        EXPECT_EQ(builder->RenderStream(&PIN_CATEGORY_PREVIEW, type, capture.get(), nullptr, nullptr), E_FAIL);
+    }
+    EXPECT_EQ(builder->RenderStream(&PIN_CATEGORY_CC, nullptr, capture.get(), nullptr, nullptr), E_FAIL);
+    EXPECT_THAT(filterNames(graph.get()), ElementsAre("Video Capture"));
+}
+
+TEST_F(BuilderRenderStream, FiltersOutsideTheGraphAreRefused) {
+    addCapture({smallVideo()});
+    auto outsider = make<TestCapture>(std::vector<MediaType>{smallVideo()});
+    auto renderer = create<IBaseFilter>(CLSID_VideoRenderer);
+    EXPECT_EQ(builder->RenderStream(&PIN_CATEGORY_CAPTURE, &MEDIATYPE_Video, outsider.get(), nullptr, nullptr), VFW_E_NOT_IN_GRAPH);
+    EXPECT_EQ(builder->RenderStream(&PIN_CATEGORY_CAPTURE, &MEDIATYPE_Video, capture.get(), nullptr, renderer.get()), VFW_E_NOT_IN_GRAPH);
+    EXPECT_EQ(builder->RenderStream(&PIN_CATEGORY_CAPTURE, &MEDIATYPE_Video, nullptr, nullptr, nullptr), E_POINTER);
+    EXPECT_THAT(filterNames(graph.get()), ElementsAre("Video Capture"));
+}
+
+TEST_F(BuilderRenderStream, CaptureWithoutARendererGoesToANewVideoRenderer) {
+    addCapture({smallVideo()});
+    EXPECT_EQ(builder->RenderStream(&PIN_CATEGORY_CAPTURE, &MEDIATYPE_Video, capture.get(), nullptr, nullptr), S_OK);
+    EXPECT_THAT(filterNames(graph.get()), ElementsAre("Video Renderer", "Video Capture"));
+    EXPECT_EQ(peerFilterName(capture->pin("Capture")), "Video Renderer");
+    // The pin is taken now: a second capture stream has nowhere to come from.
+    EXPECT_EQ(builder->RenderStream(&PIN_CATEGORY_CAPTURE, &MEDIATYPE_Video, capture.get(), nullptr, nullptr), E_FAIL);
+}
+
+TEST_F(BuilderRenderStream, PreviewUsesThePreviewPinWhenTheDeviceHasOne) {
+    addCapture({smallVideo()}, true);
+    EXPECT_EQ(builder->RenderStream(&PIN_CATEGORY_PREVIEW, &MEDIATYPE_Video, capture.get(), nullptr, nullptr), S_OK);
+    EXPECT_EQ(peerFilterName(capture->pin("Preview")), "Video Renderer");
+    EXPECT_EQ(peerFilterName(capture->pin("Capture")), "");
+    EXPECT_THAT(filterNames(graph.get()), Not(Contains("Smart Tee")));
+}
+
+TEST_F(BuilderRenderStream, PreviewFromACaptureOnlyDeviceGoesThroughASmartTee) {
+    addCapture({smallVideo()});
+    EXPECT_EQ(builder->RenderStream(&PIN_CATEGORY_PREVIEW, &MEDIATYPE_Video, capture.get(), nullptr, nullptr), VFW_S_NOPREVIEWPIN);
+    EXPECT_THAT(filterNames(graph.get()), ElementsAre("Video Renderer", "Smart Tee", "Video Capture"));
+    EXPECT_EQ(peerFilterName(capture->pin("Capture")), "Smart Tee");
+
+    // The capture stream is then taken from the tee's capture output.
+    ComPtr<IBaseFilter> mux;
+    ASSERT_EQ(builder->SetOutputFileName(&MEDIASUBTYPE_Avi, tempPath(L"tvsim-tee.avi").c_str(), mux.put(), nullptr), S_OK);
+    EXPECT_EQ(builder->RenderStream(&PIN_CATEGORY_CAPTURE, &MEDIATYPE_Video, capture.get(), nullptr, mux.get()), S_OK);
+    ComPtr<IBaseFilter> tee;
+    ASSERT_EQ(graph->FindFilterByName(L"Smart Tee", tee.put()), S_OK);
+    EXPECT_EQ(peerFilterName(pinOf(tee.get(), L"Capture").get()), "Mux");
+    EXPECT_EQ(peerFilterName(pinOf(tee.get(), L"Preview").get()), "Video Renderer");
+}
+
+TEST_F(BuilderRenderStream, ARendererThatRefusesTheStreamLeavesTheGraphAsItWas) {
+    addCapture({smallVideo()});
+    auto demux = create<IBaseFilter>(CLSID_MPEG2Demultiplexer); // takes MPEG-2 streams only
+    ASSERT_EQ(graph->AddFilter(demux.get(), L"Demux"), S_OK);
+    EXPECT_FALSE(SUCCEEDED(builder->RenderStream(&PIN_CATEGORY_PREVIEW, &MEDIATYPE_Video, capture.get(), nullptr, demux.get())));
+    EXPECT_THAT(filterNames(graph.get()), ElementsAre("Demux", "Video Capture"));
+    EXPECT_EQ(peerFilterName(capture->pin("Capture")), "");
+}
+
+TEST_F(BuilderRenderStream, AnMpeg2StreamWithoutARendererGoesToANewDemultiplexer) {
+    addCapture({programStream()});
+    EXPECT_EQ(builder->RenderStream(&PIN_CATEGORY_CAPTURE, &MEDIATYPE_Stream, capture.get(), nullptr, nullptr), S_OK);
+    EXPECT_EQ(peerFilterName(capture->pin("Capture")), "MPEG-2 Demultiplexer");
+}
+
+TEST_F(BuilderRenderStream, AFailedRendererCreationFailsTheCallAndAddsNothing) {
+    addCapture({smallVideo()});
+    sim_.simulation().faults().add({"VideoRenderer", "CoCreateInstance", static_cast<std::int32_t>(E_OUTOFMEMORY)});
+    EXPECT_EQ(builder->RenderStream(&PIN_CATEGORY_PREVIEW, &MEDIATYPE_Video, capture.get(), nullptr, nullptr), E_OUTOFMEMORY);
+    EXPECT_THAT(filterNames(graph.get()), ElementsAre("Video Capture"));
+}
+
+TEST_F(BuilderRenderStream, StreamControlNeedsPinsThatOfferIt) {
+    addCapture({smallVideo()});
+    EXPECT_EQ(builder->ControlStream(nullptr, nullptr, capture.get(), nullptr, nullptr, 0, 0), E_POINTER);
+    EXPECT_EQ(builder->ControlStream(&PIN_CATEGORY_PREVIEW, nullptr, capture.get(), nullptr, nullptr, 0, 0), E_FAIL);
+    // The test device's capture pin has no IAMStreamControl.
+    EXPECT_EQ(builder->ControlStream(&PIN_CATEGORY_CAPTURE, nullptr, nullptr, nullptr, nullptr, 0, 0), E_NOINTERFACE);
+}
+
+// ---- FindInterface and FindPin -----------------------------------------------------------------
+
+using BuilderFindInterface = BuilderTest;
+
+TEST_F(BuilderFindInterface, FindsTheStreamConfigurationOnTheCapturePinOfTheAskedType) {
+    addCapture({smallVideo()}, true);
+    ComPtr<IAMStreamConfig> config;
+    ASSERT_EQ(builder->FindInterface(&PIN_CATEGORY_CAPTURE, &MEDIATYPE_Video, capture.get(), IID_IAMStreamConfig, config.putVoid()), S_OK);
+    ComPtr<IPin> owner;
+    ASSERT_EQ(config->QueryInterface(IID_IPin, owner.putVoid()), S_OK);
+    EXPECT_EQ(owner.get(), capture->pin("Capture"));
+    // No pin carries the type asked for: the search does not start.
+    EXPECT_EQ(builder->FindInterface(&PIN_CATEGORY_CAPTURE, &MEDIATYPE_Interleaved, capture.get(), IID_IAMStreamConfig,
+                                     config.putVoid()),
+              E_FAIL);
+    EXPECT_FALSE(config);
+    // The preview pin has no stream configuration.
+    EXPECT_EQ(builder->FindInterface(&PIN_CATEGORY_PREVIEW, &MEDIATYPE_Video, capture.get(), IID_IAMStreamConfig, config.putVoid()),
+              E_NOINTERFACE);
+}
+
+TEST_F(BuilderFindInterface, LooksUpstreamOfTheCaptureFilterButNotBeyondWhereItIsTold) {
+    addCapture({smallVideo()});
+    addCrossbarUpstream();
+    ComPtr<IAMFilterMiscFlags> flags;
+    EXPECT_EQ(builder->FindInterface(&PIN_CATEGORY_CAPTURE, nullptr, capture.get(), IID_IAMFilterMiscFlags, flags.putVoid()), S_OK);
+    EXPECT_EQ(builder->FindInterface(&LOOK_UPSTREAM_ONLY, nullptr, capture.get(), IID_IAMFilterMiscFlags, flags.putVoid()), S_OK);
+    EXPECT_EQ(builder->FindInterface(nullptr, nullptr, capture.get(), IID_IAMFilterMiscFlags, flags.putVoid()), S_OK);
+    EXPECT_EQ(builder->FindInterface(&LOOK_DOWNSTREAM_ONLY, nullptr, capture.get(), IID_IAMFilterMiscFlags, flags.putVoid()),
+              E_NOINTERFACE);
+    // The filter itself is not part of an upstream search.
+    EXPECT_EQ(builder->FindInterface(&LOOK_UPSTREAM_ONLY, nullptr, crossbar.get(), IID_IAMFilterMiscFlags, flags.putVoid()),
+              E_NOINTERFACE);
+}
+
+TEST_F(BuilderFindInterface, FindsTheFileSinkDownstreamOfTheCapturePin) {
+    addCapture({smallVideo()});
+    ComPtr<IBaseFilter> mux;
+    ASSERT_EQ(builder->SetOutputFileName(&MEDIASUBTYPE_Avi, tempPath(L"tvsim-find.avi").c_str(), mux.put(), nullptr), S_OK);
+    ComPtr<IFileSinkFilter> sink;
+    EXPECT_EQ(builder->FindInterface(&PIN_CATEGORY_CAPTURE, nullptr, capture.get(), IID_IFileSinkFilter, sink.putVoid()), E_NOINTERFACE);
+    ASSERT_EQ(builder->RenderStream(&PIN_CATEGORY_CAPTURE, &MEDIATYPE_Video, capture.get(), nullptr, mux.get()), S_OK);
+    EXPECT_EQ(builder->FindInterface(&PIN_CATEGORY_CAPTURE, nullptr, capture.get(), IID_IFileSinkFilter, sink.putVoid()), S_OK);
+    EXPECT_EQ(builder->FindInterface(&LOOK_DOWNSTREAM_ONLY, nullptr, capture.get(), IID_IFileSinkFilter, sink.putVoid()), S_OK);
+}
+
+TEST_F(BuilderFindInterface, FindPinCountsMatchingPinsAndTestsAGivenPin) {
+    addCapture({smallVideo()}, true);
+    ComPtr<IPin> pin;
+    ASSERT_EQ(builder->FindPin(capture.get(), PINDIR_OUTPUT, nullptr, &MEDIATYPE_Video, TRUE, 1, pin.put()), S_OK);
+    EXPECT_EQ(pin.get(), capture->pin("Preview"));
+    EXPECT_EQ(builder->FindPin(capture.get(), PINDIR_OUTPUT, nullptr, &MEDIATYPE_Video, TRUE, 2, pin.put()), E_FAIL);
+    EXPECT_EQ(builder->FindPin(capture->pin("Capture"), PINDIR_OUTPUT, &PIN_CATEGORY_CAPTURE, nullptr, FALSE, 7, pin.put()), S_OK);
+    EXPECT_EQ(builder->FindPin(capture->pin("Capture"), PINDIR_OUTPUT, &PIN_CATEGORY_PREVIEW, nullptr, FALSE, 0, pin.put()), E_FAIL);
+    ASSERT_EQ(builder->RenderStream(&PIN_CATEGORY_CAPTURE, nullptr, capture.get(), nullptr, nullptr), S_OK);
+    EXPECT_EQ(builder->FindPin(capture.get(), PINDIR_OUTPUT, &PIN_CATEGORY_CAPTURE, nullptr, TRUE, 0, pin.put()), E_FAIL);
+    EXPECT_EQ(builder->FindPin(capture.get(), PINDIR_OUTPUT, &PIN_CATEGORY_CAPTURE, nullptr, FALSE, 0, pin.put()), S_OK);
+}
+
+// ---- file output -----------------------------------------------------------------------------
+
+class BuilderFileOutput : public BuilderTest {
+protected:
+    void SetUp() override {
+        BuilderTest::SetUp();
+        DeleteFileW(file.c_str());
+    }
+    void TearDown() override {
+        DeleteFileW(file.c_str());
+        BuilderTest::TearDown();
+    }
+
+    // Records from the capture pin into `file` for `seconds` of virtual time.
+    void record(double seconds) {
+        ComPtr<IBaseFilter> mux;
+        ASSERT_EQ(builder->SetOutputFileName(&MEDIASUBTYPE_Avi, file.c_str(), mux.put(), nullptr), S_OK);
+        ASSERT_EQ(builder->RenderStream(&PIN_CATEGORY_CAPTURE, &MEDIATYPE_Video, capture.get(), nullptr, mux.get()), S_OK);
+        ComPtr<IMediaControl> control;
+        ASSERT_EQ(graph.as(control), S_OK);
+        ASSERT_EQ(control->Run(), S_OK);
+        qis::System::sleep(seconds);
+        ASSERT_EQ(control->Stop(), S_OK);
+    }
+
+    std::wstring file = tempPath(L"tvsim-capture.avi");
+};
+
+TEST_F(BuilderFileOutput, AnAviFileNameBuildsMuxAndFileWriterAndReturnsBoth) {
+    ComPtr<IBaseFilter> mux;
+    ComPtr<IFileSinkFilter> sink;
+    ASSERT_EQ(builder->SetOutputFileName(&MEDIASUBTYPE_Avi, L".\\capture.avi", mux.put(), sink.put()), S_OK);
+    EXPECT_THAT(filterNames(graph.get()), ElementsAre("File Writer", "Mux"));
+    EXPECT_EQ(peerFilterName(pinOf(mux.get(), L"AVI Out").get()), "File Writer");
+    EXPECT_THAT(pinNames(mux.get()), ElementsAre("Input 01", "AVI Out"));
+    LPOLESTR name = nullptr;
+    ASSERT_EQ(sink->GetCurFile(&name, nullptr), S_OK);
+    EXPECT_STREQ(name, L".\\capture.avi");
+    CoTaskMemFree(name);
+}
+
+TEST_F(BuilderFileOutput, OtherOutputTypesAreNotAvailableAndAddNothing) {
+    ComPtr<IBaseFilter> mux;
+    const GUID mpeg2FileWriter = {0x7dc2c665, 0x4033, 0x4caf, {0x92, 0x73, 0xf7, 0xd7, 0x97, 0xfb, 0x24, 0x5c}};
+    EXPECT_EQ(builder->SetOutputFileName(&MEDIASUBTYPE_Asf, L"capture.asf", mux.put(), nullptr), REGDB_E_CLASSNOTREG);
+    EXPECT_EQ(builder->SetOutputFileName(&mpeg2FileWriter, L".\\capture.avi", mux.put(), nullptr), REGDB_E_CLASSNOTREG);
+    EXPECT_EQ(builder->SetOutputFileName(&MEDIASUBTYPE_Avi, L".\\capture.avi", nullptr, nullptr), E_POINTER);
+    EXPECT_FALSE(mux);
+    EXPECT_THAT(filterNames(graph.get()), ElementsAre());
+}
+
+TEST_F(BuilderFileOutput, AFileWriterThatCannotBeCreatedTakesTheMuxAwayAgain) {
+    sim_.simulation().faults().add({"FileWriter", "CoCreateInstance", static_cast<std::int32_t>(E_OUTOFMEMORY)});
+    ComPtr<IBaseFilter> mux;
+    EXPECT_EQ(builder->SetOutputFileName(&MEDIASUBTYPE_Avi, file.c_str(), mux.put(), nullptr), E_OUTOFMEMORY);
+    EXPECT_THAT(filterNames(graph.get()), ElementsAre());
+}
+
+TEST_F(BuilderFileOutput, ThreeSecondsOfCaptureMakeAnAviOfNinetyFramesWithAMatchingIndex) {
+    addCapture({smallVideo()});
+    record(3.0);
+    const AviFile avi = AviFile::read(file);
+    EXPECT_TRUE(avi.riffSizeMatches);
+    EXPECT_EQ(avi.streams, 1u);
+    EXPECT_EQ(avi.totalFrames, 90u);
+    EXPECT_EQ(avi.length, 90u);
+    EXPECT_EQ(avi.frames.size(), 90u);
+    EXPECT_EQ(avi.indexEntries, 90u);
+    EXPECT_TRUE(avi.indexPointsAtFrames);
+    // 29.97 frames a second, at the connection's format.
+    EXPECT_EQ(avi.rate, 10000000u);
+    EXPECT_EQ(avi.scale, 333667u);
+    EXPECT_EQ(avi.width, 160u);
+    EXPECT_EQ(avi.height, 120u);
+    EXPECT_EQ(avi.format.biCompression, static_cast<DWORD>(MAKEFOURCC('Y', 'U', 'Y', '2')));
+    EXPECT_STREQ(avi.handler, "YUY2");
+    for (const auto& frame : avi.frames) ASSERT_EQ(frame.size(), 160u * 120u * 2u);
+    EXPECT_EQ(GetFileAttributesW((file + L".partial").c_str()), INVALID_FILE_ATTRIBUTES);
+}
+
+TEST_F(BuilderFileOutput, FramesShowColourBarsAndProgressWhileThereIsAPictureAndBlackWithout) {
+    addCapture({smallVideo()});
+    record(1.0);
+    const AviFile withPicture = AviFile::read(file);
+    ASSERT_EQ(withPicture.frames.size(), 30u);
+    const auto luma = [](const std::vector<BYTE>& frame, std::size_t x, std::size_t y) { return frame[(y * 160 + x) * 2]; };
+    EXPECT_EQ(luma(withPicture.frames[0], 0, 0), 180);       // 75 % white bar
+    EXPECT_LT(luma(withPicture.frames[0], 159, 0), 50);      // blue bar
+    EXPECT_LT(luma(withPicture.frames[0], 159, 119), 50);    // progress band not yet full
+    EXPECT_GT(luma(withPicture.frames[29], 159, 119), 200);  // ... full at the last frame
+
+    capture->picture = false;
+    ComPtr<IMediaControl> control;
+    ASSERT_EQ(graph.as(control), S_OK);
+    ASSERT_EQ(control->Run(), S_OK);
+    qis::System::sleep(1.0);
+    ASSERT_EQ(control->Stop(), S_OK);
+    const AviFile black = AviFile::read(file);
+    ASSERT_EQ(black.frames.size(), 30u);
+    EXPECT_EQ(luma(black.frames[0], 0, 0), 16);
+    EXPECT_EQ(luma(black.frames[29], 159, 119), 16);
+}
+
+TEST_F(BuilderFileOutput, AFileThatCannotBeWrittenIsNotLeftBehindAndTheGraphIsTold) {
+    addCapture({smallVideo()});
+    file = tempPath(L"no-such-directory\\capture.avi");
+    record(0.5);
+    EXPECT_EQ(GetFileAttributesW(file.c_str()), INVALID_FILE_ATTRIBUTES);
+    ComPtr<IMediaEventEx> events;
+    ASSERT_EQ(graph.as(events), S_OK);
+    long code = 0;
+    LONG_PTR param1 = 0, param2 = 0;
+    ASSERT_EQ(events->GetEvent(&code, &param1, &param2, 0), S_OK);
+    EXPECT_EQ(code, EC_ERRORABORT);
+
+    // The same failure while the graph is being released in the running state.
+    ComPtr<IMediaControl> control;
+    ASSERT_EQ(graph.as(control), S_OK);
+    ASSERT_EQ(control->Run(), S_OK);
+    control.reset();
+    events.reset();
+    builder.reset();
+    graph.reset();
+    EXPECT_EQ(GetFileAttributesW(file.c_str()), INVALID_FILE_ATTRIBUTES);
+}
+
+TEST_F(BuilderFileOutput, ReleasingARunningGraphFinishesTheRecording) {
+    addCapture({smallVideo()});
+    ComPtr<IBaseFilter> mux;
+    ASSERT_EQ(builder->SetOutputFileName(&MEDIASUBTYPE_Avi, file.c_str(), mux.put(), nullptr), S_OK);
+    ASSERT_EQ(builder->RenderStream(&PIN_CATEGORY_CAPTURE, &MEDIATYPE_Video, capture.get(), nullptr, mux.get()), S_OK);
+    ComPtr<IMediaControl> control;
+    ASSERT_EQ(graph.as(control), S_OK);
+    ASSERT_EQ(control->Run(), S_OK);
+    qis::System::sleep(1.0);
+    control.reset();
+    mux.reset();
+    capture.reset();
+    builder.reset();
+    graph.reset();
+    EXPECT_EQ(AviFile::read(file).frames.size(), 30u);
+}
+
+TEST_F(BuilderFileOutput, TheScenarioCaptureDeviceRecordsAtItsOwnFormat) {
+    ComPtr<IBaseFilter> device = createScenarioFilter(sim_.simulation(), "hybridCapture", "Virtual Hybrid TV Capture");
+    ASSERT_TRUE(device);
+    ASSERT_EQ(graph->AddFilter(device.get(), L"Video Capture"), S_OK);
+    ComPtr<IBaseFilter> mux;
+    ASSERT_EQ(builder->SetOutputFileName(&MEDIASUBTYPE_Avi, file.c_str(), mux.put(), nullptr), S_OK);
+    // The device offers video only: the interleaved form fails and the video form is taken.
+    EXPECT_EQ(builder->RenderStream(&PIN_CATEGORY_CAPTURE, &MEDIATYPE_Interleaved, device.get(), nullptr, mux.get()), E_FAIL);
+    ASSERT_EQ(builder->RenderStream(&PIN_CATEGORY_CAPTURE, &MEDIATYPE_Video, device.get(), nullptr, mux.get()), S_OK);
+    ComPtr<IMediaControl> control;
+    ASSERT_EQ(graph.as(control), S_OK);
+    ASSERT_EQ(control->Run(), S_OK);
+    qis::System::sleep(0.5);
+    ASSERT_EQ(control->Stop(), S_OK);
+    mux.reset();
+    device.reset();
+    const AviFile avi = AviFile::read(file);
+    EXPECT_EQ(avi.width, 720u);
+    EXPECT_EQ(avi.height, 480u);
+    EXPECT_EQ(avi.totalFrames, 15u);
+    EXPECT_EQ(avi.frames.size(), 15u);
+    EXPECT_TRUE(avi.indexPointsAtFrames);
+}
+
+TEST_F(BuilderFileOutput, APreallocatedCaptureFileHasTheAskedSizeAndCanBeCopied) {
+    ASSERT_EQ(builder->AllocCapFile(file.c_str(), 1 << 20), S_OK);
+    WIN32_FILE_ATTRIBUTE_DATA data{};
+    ASSERT_TRUE(GetFileAttributesExW(file.c_str(), GetFileExInfoStandard, &data));
+    EXPECT_EQ(data.nFileSizeLow, 1u << 20);
+    std::wstring copy = file + L".copy";
+    EXPECT_EQ(builder->CopyCaptureFile(file.data(), copy.data(), FALSE, nullptr), S_OK);
+    EXPECT_NE(GetFileAttributesW(copy.c_str()), INVALID_FILE_ATTRIBUTES);
+    DeleteFileW(copy.c_str());
+}
+
+// ---- the filters themselves ------------------------------------------------------------------
+
+using BuilderFilters = BuilderTest;
+
+TEST_F(BuilderFilters, TheSmartTeeOffersItsInputsTypeOnlyOnceTheInputIsConnected) {
+    addCapture({smallVideo()});
+    auto tee = create<IBaseFilter>(CLSID_SmartTee);
+    ASSERT_EQ(graph->AddFilter(tee.get(), L"Smart Tee"), S_OK);
+    EXPECT_THAT(pinNames(tee.get()), ElementsAre("Input", "Capture", "Preview"));
+    EXPECT_THAT(offeredSubtypes(pinOf(tee.get(), L"Preview").get()), ElementsAre());
+    ASSERT_EQ(graph->Connect(capture->pin("Capture"), pinOf(tee.get(), L"Input").get()), S_OK);
+    EXPECT_THAT(offeredSubtypes(pinOf(tee.get(), L"Capture").get()), ElementsAre(MEDIASUBTYPE_YUY2));
+    EXPECT_THAT(offeredSubtypes(pinOf(tee.get(), L"Preview").get()), ElementsAre(MEDIASUBTYPE_YUY2));
+}
+
+TEST_F(BuilderFilters, TheAviMuxGrowsAnInputForEachOneConnected) {
+    addCapture({smallVideo()});
+    auto mux = create<IBaseFilter>(CLSID_AviDest);
+    ASSERT_EQ(graph->AddFilter(mux.get(), L"Mux"), S_OK);
+    EXPECT_THAT(pinNames(mux.get()), ElementsAre("Input 01", "AVI Out"));
+    ASSERT_EQ(graph->Connect(capture->pin("Capture"), pinOf(mux.get(), L"Input 01").get()), S_OK);
+    EXPECT_THAT(pinNames(mux.get()), ElementsAre("Input 01", "Input 02", "AVI Out"));
+}
+
+TEST_F(BuilderFilters, TheDemultiplexerMakesMapsAndDeletesNamedOutputPins) {
+    auto demux = create<IBaseFilter>(CLSID_MPEG2Demultiplexer);
+    ComPtr<IMpeg2Demultiplexer> control;
+    ASSERT_EQ(demux.as(control), S_OK);
+    AM_MEDIA_TYPE video{};
+    video.majortype = MEDIATYPE_Video;
+    video.subtype = MEDIASUBTYPE_MPEG2_VIDEO;
+    wchar_t name[] = L"MpegVideo";
+    ComPtr<IPin> pin, again;
+    ASSERT_EQ(control->CreateOutputPin(&video, name, pin.put()), S_OK);
+    EXPECT_EQ(control->CreateOutputPin(&video, name, again.put()), VFW_E_DUPLICATE_NAME);
+    EXPECT_THAT(pinNames(demux.get()), ElementsAre("MPEG-2 Stream", "MpegVideo"));
+
+    ComPtr<IMPEG2StreamIdMap> map;
+    ASSERT_EQ(pin->QueryInterface(IID_IMPEG2StreamIdMap, map.putVoid()), S_OK);
+    EXPECT_EQ(map->MapStreamId(0xE0, MPEG2_PROGRAM_ELEMENTARY_STREAM, 0, 0), S_OK);
+    EXPECT_EQ(map->MapStreamId(0x10, MPEG2_PROGRAM_ELEMENTARY_STREAM, 0, 0), E_INVALIDARG);
+    ComPtr<IEnumStreamIdMap> maps;
+    ASSERT_EQ(map->EnumStreamIdMap(maps.put()), S_OK);
+    STREAM_ID_MAP entry{};
+    ULONG received = 0;
+    ASSERT_EQ(maps->Next(1, &entry, &received), S_OK);
+    EXPECT_EQ(entry.stream_id, 0xE0u);
+    EXPECT_EQ(maps->Next(1, &entry, &received), S_FALSE);
+    ULONG unknown = 0xC0;
+    EXPECT_EQ(map->UnmapStreamId(1, &unknown), E_INVALIDARG);
+
+    AM_MEDIA_TYPE audio{};
+    audio.majortype = MEDIATYPE_Audio;
+    audio.subtype = MEDIASUBTYPE_MPEG2_AUDIO;
+    ASSERT_EQ(control->SetOutputPinMediaType(name, &audio), S_OK);
+    EXPECT_THAT(offeredSubtypes(pinOf(demux.get(), L"MpegVideo").get()), ElementsAre(MEDIASUBTYPE_MPEG2_AUDIO));
+    ASSERT_EQ(control->DeleteOutputPin(name), S_OK);
+    EXPECT_THAT(pinNames(demux.get()), ElementsAre("MPEG-2 Stream"));
+    EXPECT_EQ(control->DeleteOutputPin(name), VFW_E_NOT_FOUND);
+}
+
+} // namespace
+} // namespace tvsim

@@ -1,0 +1,317 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "SimTestSupport.h"
+#include "tvsim/Filter.h"
+
+namespace tvsim {
+namespace {
+
+using tunekit::ComPtr;
+
+// A source that shows the renderer whatever the test wants: a picture or none, at a frame rate.
+class PictureFeed final : public SimFilter, public PictureSource {
+public:
+    explicit PictureFeed(double framesPerSecond) : SimFilter("PictureFeed", GUID_NULL) {
+        addPin("Out", PINDIR_OUTPUT, {MediaType::video(720, 480, framesPerSecond)});
+    }
+    bool hasPicture() const override { return picture; }
+    qis::String pictureLabel() const override { return "Channel 7"; }
+
+    bool picture = true;
+};
+
+bool looksLike(COLORREF colour, int red, int green, int blue) {
+    return std::abs(GetRValue(colour) - red) <= 8 && std::abs(GetGValue(colour) - green) <= 8 &&
+           std::abs(GetBValue(colour) - blue) <= 8;
+}
+
+class RendererTest : public ::testing::Test, public testing::SimulationFixture {
+protected:
+    void SetUp() override {
+        ASSERT_EQ(simulation().createInstance(CLSID_VideoRenderer, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter,
+                                              renderer.putVoid()),
+                  S_OK);
+        ASSERT_EQ(renderer.as(window), S_OK);
+        ASSERT_EQ(renderer.as(quality), S_OK);
+        ASSERT_EQ(renderer->FindPin(L"Input", input.put()), S_OK);
+    }
+
+    void TearDown() override {
+        releaseAll();
+        if (owner) DestroyWindow(owner);
+        EXPECT_TRUE(simulation().liveObjects().empty()) << liveObjects();
+    }
+
+    // Connects a feed straight to the renderer's input, as the graph would after rendering.
+    void connect(double framesPerSecond = 25.0) {
+        feed = make<PictureFeed>(framesPerSecond);
+        ComPtr<IPin> out;
+        ASSERT_EQ(feed->FindPin(L"Out", out.put()), S_OK);
+        ASSERT_EQ(out->Connect(input.get(), nullptr), S_OK);
+    }
+
+    // Stops and disconnects both sides, which is what lets the two filters go.
+    void releaseAll() {
+        if (renderer) renderer->Stop();
+        if (feed) {
+            feed->Stop();
+            ComPtr<IPin> out;
+            if (SUCCEEDED(feed->FindPin(L"Out", out.put()))) out->Disconnect();
+            input->Disconnect();
+        }
+        feed.reset();
+        input.reset();
+        quality.reset();
+        window.reset();
+        renderer.reset();
+    }
+
+    // One shown top-level window for the whole suite: without a window manager, hiding or
+    // destroying a top-level window waits two seconds for one.
+    static void SetUpTestSuite() {
+        WNDCLASSW windowClass{};
+        windowClass.lpfnWndProc = DefWindowProcW;
+        windowClass.hInstance = GetModuleHandleW(nullptr);
+        windowClass.lpszClassName = kOwnerClass;
+        RegisterClassW(&windowClass);
+        screen = CreateWindowExW(0, kOwnerClass, L"screen", WS_POPUP | WS_CLIPCHILDREN, 0, 0, 640, 480, nullptr, nullptr,
+                                 windowClass.hInstance, nullptr);
+        if (screen) ShowWindow(screen, SW_SHOW);
+    }
+    static void TearDownTestSuite() {
+        if (screen) DestroyWindow(screen);
+        screen = nullptr;
+    }
+
+    // A visible window of the test's own to own the renderer's; false without a display.
+    bool makeOwner() {
+        if (screen)
+            owner = CreateWindowExW(0, kOwnerClass, L"owner", WS_CHILD | WS_VISIBLE | WS_CLIPCHILDREN, 0, 0, 640, 480, screen,
+                                    nullptr, GetModuleHandleW(nullptr), nullptr);
+        return owner != nullptr;
+    }
+
+    HWND attachToOwner(long width, long height) {
+        EXPECT_EQ(window->put_Owner(reinterpret_cast<OAHWND>(owner)), S_OK);
+        EXPECT_EQ(window->put_WindowStyle(WS_CHILD), S_OK);
+        EXPECT_EQ(window->SetWindowPosition(0, 0, width, height), S_OK);
+        EXPECT_EQ(window->put_Visible(OATRUE), S_OK);
+        return FindWindowExW(owner, nullptr, nullptr, nullptr);
+    }
+
+    int framesDrawn() {
+        int frames = -1;
+        EXPECT_EQ(quality->get_FramesDrawn(&frames), S_OK);
+        return frames;
+    }
+
+    COLORREF pixel(HWND child, int x, int y) {
+        UpdateWindow(child);
+        HDC dc = GetDC(child);
+        const COLORREF colour = GetPixel(dc, x, y);
+        ReleaseDC(child, dc);
+        return colour;
+    }
+
+    ComPtr<IBaseFilter> renderer;
+    ComPtr<IVideoWindow> window;
+    ComPtr<IQualProp> quality;
+    ComPtr<IPin> input;
+    ComPtr<PictureFeed> feed;
+    HWND owner = nullptr;
+
+    static constexpr const wchar_t* kOwnerClass = L"tvsim renderer test owner";
+    static HWND screen;
+};
+
+HWND RendererTest::screen = nullptr;
+
+TEST_F(RendererTest, TheInputTakesVideoOnly) {
+    AM_MEDIA_TYPE audio{};
+    audio.majortype = MEDIATYPE_Audio;
+    audio.subtype = MEDIASUBTYPE_PCM;
+    EXPECT_EQ(input->QueryAccept(&audio), S_FALSE);
+    AM_MEDIA_TYPE video{};
+    ASSERT_EQ(MediaType::video(720, 480, 29.97).copyTo(video), S_OK);
+    EXPECT_EQ(input->QueryAccept(&video), S_OK);
+    freeMediaType(video);
+}
+
+TEST_F(RendererTest, WindowMethodsWaitForAConnectedInput) {
+    long visible = 0;
+    EXPECT_EQ(window->put_Owner(0), VFW_E_NOT_CONNECTED);
+    EXPECT_EQ(window->get_Visible(&visible), VFW_E_NOT_CONNECTED);
+    EXPECT_EQ(window->SetWindowPosition(0, 0, 320, 240), VFW_E_NOT_CONNECTED);
+    connect();
+    EXPECT_EQ(window->get_Visible(&visible), S_OK);
+    EXPECT_EQ(visible, OAFALSE);
+}
+
+TEST_F(RendererTest, WithoutAnOwnerTheWindowSettingsAreKeptForLater) {
+    connect();
+    long left = -1, top = -1, width = -1, height = -1;
+    // Until placed, the window is as large as the picture.
+    ASSERT_EQ(window->GetWindowPosition(&left, &top, &width, &height), S_OK);
+    EXPECT_EQ(width, 720);
+    EXPECT_EQ(height, 480);
+
+    EXPECT_EQ(window->SetWindowPosition(10, 20, 300, 200), S_OK);
+    EXPECT_EQ(window->put_WindowStyle(WS_CHILD | WS_CLIPSIBLINGS), S_OK);
+    ASSERT_EQ(window->GetWindowPosition(&left, &top, &width, &height), S_OK);
+    EXPECT_EQ(left, 10);
+    EXPECT_EQ(top, 20);
+    EXPECT_EQ(width, 300);
+    EXPECT_EQ(height, 200);
+    long style = 0;
+    EXPECT_EQ(window->get_WindowStyle(&style), S_OK);
+    EXPECT_EQ(style, WS_CHILD | WS_CLIPSIBLINGS);
+}
+
+TEST_F(RendererTest, ArgumentsTheSystemRendererRefusesAreRefused) {
+    connect();
+    EXPECT_EQ(window->put_WindowStyle(WS_CHILD | WS_VSCROLL), E_INVALIDARG);
+    EXPECT_EQ(window->put_WindowStyle(WS_MAXIMIZE), E_INVALIDARG);
+    EXPECT_EQ(window->put_Visible(1), E_INVALIDARG); // OATRUE is -1
+    EXPECT_EQ(window->SetWindowPosition(0, 0, -1, 240), E_INVALIDARG);
+    EXPECT_EQ(window->get_Visible(nullptr), E_POINTER);
+    long mode = 0;
+    EXPECT_EQ(window->get_FullScreenMode(&mode), E_NOTIMPL);
+}
+
+TEST_F(RendererTest, IdealSizesAreTheNativeSizeOnceTheFilterHasResources) {
+    connect();
+    long width = 0, height = 0;
+    EXPECT_EQ(window->GetMaxIdealImageSize(&width, &height), VFW_E_WRONG_STATE);
+    ASSERT_EQ(renderer->Pause(), S_OK);
+    EXPECT_EQ(window->GetMaxIdealImageSize(&width, &height), S_FALSE);
+    EXPECT_EQ(width, 720);
+    EXPECT_EQ(height, 480);
+}
+
+TEST_F(RendererTest, FramesAreDrawnOnlyWhileRunningWithAPicture) {
+    // Nothing upstream: running draws nothing.
+    ASSERT_EQ(renderer->Run(0), S_OK);
+    qis::System::sleep(1.0);
+    EXPECT_EQ(framesDrawn(), 0);
+    ASSERT_EQ(renderer->Stop(), S_OK);
+
+    connect(25.0);
+    qis::System::sleep(2.0);
+    EXPECT_EQ(framesDrawn(), 0);
+
+    ASSERT_EQ(renderer->Run(0), S_OK);
+    qis::System::sleep(2.0);
+    EXPECT_EQ(framesDrawn(), 50);
+
+    ASSERT_EQ(renderer->Pause(), S_OK);
+    qis::System::sleep(2.0);
+    EXPECT_EQ(framesDrawn(), 50);
+
+    ASSERT_EQ(renderer->Run(0), S_OK);
+    feed->picture = false;
+    qis::System::sleep(2.0);
+    EXPECT_EQ(framesDrawn(), 50);
+
+    feed->picture = true;
+    qis::System::sleep(1.0);
+    EXPECT_EQ(framesDrawn(), 75);
+
+    // Stopping starts the statistics again.
+    ASSERT_EQ(renderer->Stop(), S_OK);
+    EXPECT_EQ(framesDrawn(), 0);
+}
+
+TEST_F(RendererTest, TheFrameRateIsTheConnectionsAndTheAverageIsInHundredths) {
+    connect(29.97);
+    ASSERT_EQ(renderer->Run(0), S_OK);
+    qis::System::sleep(2.0);
+    EXPECT_EQ(framesDrawn(), 59); // 59.94 frames, the last not yet complete
+    int rate = 0, dropped = -1;
+    EXPECT_EQ(quality->get_AvgFrameRate(&rate), S_OK);
+    EXPECT_EQ(rate, 2950);
+    EXPECT_EQ(quality->get_FramesDroppedInRenderer(&dropped), S_OK);
+    EXPECT_EQ(dropped, 0);
+    EXPECT_EQ(quality->get_FramesDrawn(nullptr), E_POINTER);
+}
+
+TEST_F(RendererTest, AnOwnedWindowIsARealVisibleChildOfTheSizeAsked) {
+    connect();
+    if (!makeOwner()) GTEST_SKIP() << "no display";
+    const HWND child = attachToOwner(320, 240);
+    ASSERT_TRUE(child);
+    EXPECT_EQ(GetParent(child), owner);
+    EXPECT_TRUE(IsWindowVisible(child));
+    EXPECT_TRUE(GetWindowLongPtrW(child, GWL_STYLE) & WS_CHILD);
+    EXPECT_FALSE(GetWindowLongPtrW(child, GWL_STYLE) & WS_CAPTION);
+    RECT r{};
+    GetWindowRect(child, &r);
+    EXPECT_EQ(r.right - r.left, 320);
+    EXPECT_EQ(r.bottom - r.top, 240);
+    OAHWND reported = 0;
+    EXPECT_EQ(window->get_Owner(&reported), S_OK);
+    EXPECT_EQ(reinterpret_cast<HWND>(reported), owner);
+
+    // Moving it later moves the real window.
+    EXPECT_EQ(window->SetWindowPosition(10, 10, 200, 100), S_OK);
+    GetWindowRect(child, &r);
+    EXPECT_EQ(r.right - r.left, 200);
+    EXPECT_EQ(r.bottom - r.top, 100);
+
+    EXPECT_EQ(window->put_Visible(OAFALSE), S_OK);
+    EXPECT_FALSE(IsWindowVisible(child));
+    EXPECT_EQ(window->put_Owner(0), S_OK);
+    EXPECT_FALSE(IsWindow(child));
+    EXPECT_FALSE(FindWindowExW(owner, nullptr, nullptr, nullptr));
+}
+
+TEST_F(RendererTest, AnOwnerThatIsNoWindowIsRefusedWithoutACrash) {
+    connect();
+    EXPECT_EQ(window->put_Owner(static_cast<OAHWND>(0xDEAD0)), HRESULT_FROM_WIN32(ERROR_INVALID_WINDOW_HANDLE));
+    OAHWND reported = 1;
+    EXPECT_EQ(window->get_Owner(&reported), S_OK);
+    EXPECT_EQ(reported, 0);
+}
+
+TEST_F(RendererTest, ReleasingTheRendererTakesItsWindowAlong) {
+    connect();
+    if (!makeOwner()) GTEST_SKIP() << "no display";
+    const HWND child = attachToOwner(320, 240);
+    ASSERT_TRUE(IsWindow(child));
+    releaseAll();
+    EXPECT_FALSE(IsWindow(child));
+}
+
+TEST_F(RendererTest, DestroyingTheOwnerFirstLeavesTheRendererUsable) {
+    connect();
+    if (!makeOwner()) GTEST_SKIP() << "no display";
+    ASSERT_TRUE(attachToOwner(320, 240));
+    DestroyWindow(owner);
+    owner = nullptr;
+    long visible = 0;
+    EXPECT_EQ(window->get_Visible(&visible), S_OK);
+    EXPECT_EQ(window->put_Owner(0), S_OK);
+}
+
+TEST_F(RendererTest, TheWindowShowsBarsWithAPictureGreyWithoutAndBlackWhenStopped) {
+    connect();
+    if (!makeOwner()) GTEST_SKIP() << "no display";
+    const HWND child = attachToOwner(350, 240);
+    ASSERT_TRUE(child);
+    ASSERT_EQ(renderer->Run(0), S_OK);
+    // The first bar is grey-white, the second yellow, the last blue.
+    EXPECT_TRUE(looksLike(pixel(child, 10, 10), 191, 191, 191));
+    EXPECT_TRUE(looksLike(pixel(child, 60, 10), 191, 191, 0));
+    EXPECT_TRUE(looksLike(pixel(child, 340, 10), 0, 0, 191));
+
+    feed->picture = false;
+    InvalidateRect(child, nullptr, FALSE);
+    EXPECT_TRUE(looksLike(pixel(child, 10, 10), 96, 96, 96));
+
+    ASSERT_EQ(renderer->Stop(), S_OK);
+    EXPECT_TRUE(looksLike(pixel(child, 10, 10), 0, 0, 0));
+}
+
+} // namespace
+} // namespace tvsim
