@@ -1,0 +1,100 @@
+// Shows the analog video window on the virtual card and saves what the screen shows of it as a
+// 24-bit BMP: the picture for the documentation.
+//   window_snapshot OUTPUT.bmp [CHANNEL]
+#include <cstdio>
+#include <fstream>
+#include <vector>
+
+#include "analog/AnalogPlumbing.h"
+#include "analog/GraphHandles.h"
+#include "analog/SampleCaptureGraphBuilder.h"
+#include "frame/Simulated.h"
+#include "qis/System.h"
+
+namespace {
+
+using namespace qisrtvcard;
+
+void pumpFor(double seconds) {
+    const qis::Stopwatch clock;
+    while (clock.elapsedSeconds() < seconds) {
+        MSG message;
+        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+            TranslateMessage(&message);
+            DispatchMessageW(&message);
+        }
+        Sleep(10);
+    }
+}
+
+bool saveScreenArea(const RECT& area, const char* path) {
+    const int width = area.right - area.left, height = area.bottom - area.top;
+    HDC screen = GetDC(nullptr);
+    HDC memory = CreateCompatibleDC(screen);
+    HBITMAP bitmap = CreateCompatibleBitmap(screen, width, height);
+    HGDIOBJ previous = SelectObject(memory, bitmap);
+    BitBlt(memory, 0, 0, width, height, screen, area.left, area.top, SRCCOPY);
+    BITMAPINFOHEADER header{sizeof(BITMAPINFOHEADER), width, height, 1, 24, BI_RGB};
+    const int stride = (width * 3 + 3) & ~3;
+    std::vector<char> pixels(static_cast<std::size_t>(stride) * height);
+    GetDIBits(memory, bitmap, 0, height, pixels.data(), reinterpret_cast<BITMAPINFO*>(&header), DIB_RGB_COLORS);
+    SelectObject(memory, previous);
+    DeleteObject(bitmap);
+    DeleteDC(memory);
+    ReleaseDC(nullptr, screen);
+
+    BITMAPFILEHEADER file{};
+    file.bfType = 0x4D42;
+    file.bfOffBits = sizeof(file) + sizeof(header);
+    file.bfSize = file.bfOffBits + static_cast<DWORD>(pixels.size());
+    std::ofstream out(path, std::ios::binary);
+    out.write(reinterpret_cast<const char*>(&file), sizeof(file));
+    out.write(reinterpret_cast<const char*>(&header), sizeof(header));
+    out.write(pixels.data(), static_cast<std::streamsize>(pixels.size()));
+    return static_cast<bool>(out);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: window_snapshot OUTPUT.bmp [CHANNEL]\n");
+        return 64;
+    }
+    const long channel = argc > 2 ? std::atol(argv[2]) : 5;
+    mirt5::SimulationRequest request;
+    request.realtime = true; // the renderer paints on a wall-clock timer
+    const mirt5::SimulatedSystem system = startSimulatedSystem(request);
+
+    if (setupCaptureGraph() != mirt5::TestResult::PASS() || setupWindow("WindowSnapshot", "Virtual Hybrid TV Card") != mirt5::TestResult::PASS() ||
+        FindCaptureDevice(system.device, CLSID_VideoInputDeviceCategory) != mirt5::TestResult::PASS()) {
+        std::fprintf(stderr, "window_snapshot: the virtual card could not be set up\n");
+        return 1;
+    }
+    g_graphManager->AddFilter(g_captureFilter.get(), L"Video Capture");
+    g_captureBuilder->FindInterface(&PIN_CATEGORY_CAPTURE, nullptr, g_captureFilter.get(), IID_IAMTVTuner, g_tvTuner.putVoid());
+    tunekit::ComPtr<IAMCrossbar> crossbar;
+    g_captureBuilder->FindInterface(&PIN_CATEGORY_CAPTURE, nullptr, g_captureFilter.get(), IID_IAMCrossbar, crossbar.putVoid());
+    if (crossbar) crossbar->Route(0, 0);
+    if (g_tvTuner) {
+        g_tvTuner->put_Mode(AMTUNER_MODE_TV);
+        g_tvTuner->put_InputType(0, TunerInputCable);
+        g_tvTuner->put_Channel(channel, AMTUNER_SUBCHAN_DEFAULT, AMTUNER_SUBCHAN_DEFAULT);
+    }
+    g_captureBuilder->RenderStream(&PIN_CATEGORY_PREVIEW, &MEDIATYPE_Video, g_captureFilter.get(), nullptr, nullptr);
+    resizeWindowToFitClient(720, 480);
+    initVideoWindow();
+    g_mediaControl->Run();
+    ShowWindow(g_hwndVideo, SW_SHOW);
+    SetForegroundWindow(g_hwndVideo);
+    pumpFor(1.5);
+
+    RECT area{};
+    GetWindowRect(g_hwndVideo, &area);
+    const bool saved = saveScreenArea(area, argv[1]);
+    closeInterfaces();
+    g_captureFilter.reset();
+    g_tvTuner.reset();
+    DestroyWindow(g_hwndVideo);
+    return saved ? 0 : 1;
+}
