@@ -1,5 +1,6 @@
 #include "tvsim/Classes.h"
 
+#include "tvsim/Converters.h"
 #include "tvsim/Objects.h"
 
 namespace tvsim {
@@ -16,6 +17,7 @@ const SimClass kClasses[] = {
     {&CLSID_AviDest, "AviMux", createAviMux},
     {&CLSID_FileWriter, "FileWriter", createFileWriter},
     {&CLSID_MPEG2Demultiplexer, "MPEG2Demultiplexer", createMpeg2Demultiplexer},
+    {&CLSID_DSoundRender, "AudioRenderer", createAudioRenderer},
 };
 
 } // namespace

@@ -3,6 +3,7 @@
 #include <deque>
 
 #include "tvsim/Classes.h"
+#include "tvsim/Converters.h"
 #include "tvsim/Filter.h"
 #include "tvsim/Objects.h"
 
@@ -104,10 +105,9 @@ public:
     STDMETHODIMP Connect(IPin* out, IPin* in) override {
         return call("Connect", [&]() -> HRESULT {
             const HRESULT direct = connectDirect(out, in, nullptr);
-            // No converter filters are registered in the virtual system: pins that do not agree on
-            // a type cannot be connected at all.
-            const bool noCommonType = direct == VFW_E_NO_ACCEPTABLE_TYPES || direct == VFW_E_TYPE_NOT_ACCEPTED;
-            return noCommonType ? VFW_E_CANNOT_CONNECT : direct;
+            if (!noCommonType(direct)) return direct;
+            // Pins that do not agree may still meet through one of the scenario's converters.
+            return connectThroughConverter(out, in);
         });
     }
 
@@ -311,7 +311,34 @@ private:
         return out->Connect(in, type);
     }
 
-    // Builds the chain from an output pin to a renderer: video goes to a new video renderer.
+    static bool noCommonType(HRESULT hr) { return hr == VFW_E_NO_ACCEPTABLE_TYPES || hr == VFW_E_TYPE_NOT_ACCEPTED; }
+
+    static ComPtr<IPin> firstPin(IBaseFilter* filter, PIN_DIRECTION wanted) {
+        ComPtr<IEnumPins> pins;
+        if (FAILED(filter->EnumPins(pins.put()))) return ComPtr<IPin>();
+        for (ComPtr<IPin> pin; pins->Next(1, pin.put(), nullptr) == S_OK;) {
+            PIN_DIRECTION direction;
+            if (SUCCEEDED(pin->QueryDirection(&direction)) && direction == wanted) return pin;
+        }
+        return ComPtr<IPin>();
+    }
+
+    HRESULT connectThroughConverter(IPin* out, IPin* in) {
+        for (const auto& spec : Simulation::current().scenario().converters) {
+            ComPtr<IBaseFilter> converter = createConverter(spec);
+            if (FAILED(AddFilter(converter.get(), spec.name.wide().c_str()))) continue;
+            const ComPtr<IPin> converterIn = firstPin(converter.get(), PINDIR_INPUT);
+            const ComPtr<IPin> converterOut = firstPin(converter.get(), PINDIR_OUTPUT);
+            if (SUCCEEDED(connectDirect(out, converterIn.get(), nullptr)) &&
+                SUCCEEDED(connectDirect(converterOut.get(), in, nullptr)))
+                return S_OK;
+            RemoveFilter(converter.get());
+        }
+        return VFW_E_CANNOT_CONNECT;
+    }
+
+    // Builds the chain from an output pin to a renderer: video to a new video renderer, audio to
+    // the audio renderer, through a converter where the renderer does not take the type itself.
     HRESULT render(IPin* out) {
         if (!out) return E_POINTER;
         if (!inGraph(out)) return VFW_E_NOT_IN_GRAPH;
@@ -319,24 +346,23 @@ private:
         if (SUCCEEDED(out->ConnectedTo(peer.put()))) return VFW_E_ALREADY_CONNECTED;
         ComPtr<IEnumMediaTypes> types;
         if (FAILED(out->EnumMediaTypes(types.put()))) return VFW_E_CANNOT_RENDER;
-        bool video = false;
+        bool video = false, audio = false;
         for (AM_MEDIA_TYPE* type = nullptr; types->Next(1, &type, nullptr) == S_OK;) {
             video = video || type->majortype == MEDIATYPE_Video;
+            audio = audio || type->majortype == MEDIATYPE_Audio;
             freeMediaType(*type);
             CoTaskMemFree(type);
         }
-        if (!video) return VFW_E_CANNOT_RENDER;
+        if (!video && !audio) return VFW_E_CANNOT_RENDER;
         ComPtr<IBaseFilter> renderer;
-        HRESULT hr = Simulation::current().createInstance(CLSID_VideoRenderer, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter,
-                                                          renderer.putVoid());
+        HRESULT hr = Simulation::current().createInstance(video ? CLSID_VideoRenderer : CLSID_DSoundRender, nullptr,
+                                                          CLSCTX_INPROC_SERVER, IID_IBaseFilter, renderer.putVoid());
         if (FAILED(hr)) return hr;
-        hr = AddFilter(renderer.get(), L"Video Renderer");
+        hr = AddFilter(renderer.get(), video ? L"Video Renderer" : L"Default DirectSound Device");
         if (FAILED(hr)) return hr;
-        ComPtr<IPin> input;
-        ComPtr<IEnumPins> pins;
-        if (SUCCEEDED(renderer->EnumPins(pins.put())))
-            pins->Next(1, input.put(), nullptr);
+        const ComPtr<IPin> input = firstPin(renderer.get(), PINDIR_INPUT);
         hr = input ? connectDirect(out, input.get(), nullptr) : VFW_E_CANNOT_RENDER;
+        if (noCommonType(hr)) hr = connectThroughConverter(out, input.get());
         if (FAILED(hr)) {
             RemoveFilter(renderer.get());
             return VFW_E_CANNOT_RENDER;

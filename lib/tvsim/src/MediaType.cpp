@@ -60,10 +60,39 @@ AM_MEDIA_TYPE* MediaType::allocate() const {
 
 bool MediaType::matches(const AM_MEDIA_TYPE* wanted) const {
     if (!wanted) return true;
-    if (wanted->majortype != GUID_NULL && wanted->majortype != major) return false;
-    if (wanted->subtype != GUID_NULL && wanted->subtype != subtype) return false;
-    if (wanted->formattype != GUID_NULL && wanted->formattype != formatType) return false;
-    return true;
+    // GUID_NULL on either side means "any", so a pin may declare only a major type.
+    const auto agree = [](const GUID& a, const GUID& b) { return a == GUID_NULL || b == GUID_NULL || a == b; };
+    return agree(wanted->majortype, major) && agree(wanted->subtype, subtype) && agree(wanted->formattype, formatType);
+}
+
+MediaType MediaType::named(const qis::String& name) {
+    struct Named {
+        const char* name;
+        const GUID* guid;
+    };
+    static const Named majors[] = {{"Video", &MEDIATYPE_Video}, {"Audio", &MEDIATYPE_Audio}, {"Stream", &MEDIATYPE_Stream},
+                                   {"Interleaved", &MEDIATYPE_Interleaved}};
+    static const Named subtypes[] = {{"YUY2", &MEDIASUBTYPE_YUY2},
+                                     {"RGB24", &MEDIASUBTYPE_RGB24},
+                                     {"MPEG2_VIDEO", &MEDIASUBTYPE_MPEG2_VIDEO},
+                                     {"MPEG1Payload", &MEDIASUBTYPE_MPEG1Payload},
+                                     {"PCM", &MEDIASUBTYPE_PCM},
+                                     {"MPEG2_PROGRAM", &MEDIASUBTYPE_MPEG2_PROGRAM},
+                                     {"MPEG2_TRANSPORT", &MEDIASUBTYPE_MPEG2_TRANSPORT},
+                                     {"dvsd", &MEDIASUBTYPE_dvsd}};
+    const auto parts = name.split("/");
+    MediaType type;
+    for (const auto& m : majors)
+        if (parts[0] == m.name) type.major = *m.guid;
+    if (parts.size() > 1)
+        for (const auto& s : subtypes)
+            if (parts[1] == s.name) type.subtype = *s.guid;
+    if (type.major == MEDIATYPE_Video && (type.subtype == MEDIASUBTYPE_YUY2 || type.subtype == MEDIASUBTYPE_RGB24)) {
+        const GUID subtype = type.subtype;
+        type = video(720, 480, 29.97);
+        type.subtype = subtype;
+    }
+    return type;
 }
 
 void freeMediaType(AM_MEDIA_TYPE& type) {

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "qis/FileSystem.h"
+#include "tvsim/MediaTypeNames.h"
 
 namespace tvsim {
 namespace {
@@ -319,7 +320,7 @@ Scenario parseScenario(const std::string& text, const qis::String& origin) {
         throw ScenarioError("scenario \"" + origin + "\": " + (close == std::string::npos ? message : message.substr(close + 2)));
     }
     const Node root(document, "", origin);
-    root.allowOnly({"name", "device", "processes", "categories", "filters", "faults", "description"});
+    root.allowOnly({"name", "device", "processes", "categories", "filters", "faults", "description", "converters"});
     Scenario scenario;
     readIf(root, "name", scenario.name, [](const Node& n) { return n.text(); });
     scenario.device = readDevice(root.required("device"));
@@ -335,6 +336,18 @@ Scenario parseScenario(const std::string& text, const qis::String& origin) {
                 if (!list.back().filter.isEmpty() && !scenario.filters.count(list.back().filter))
                     item.required("filter").fail("no filter of that name under /filters");
             }
+        }
+    }
+    if (auto converters = root.field("converters")) {
+        for (const auto& item : converters->items()) {
+            item.allowOnly({"name", "input", "output"});
+            ConverterSpec converter;
+            converter.name = item.required("name").text();
+            converter.input = item.required("input").text();
+            converter.output = item.required("output").text();
+            for (const char* key : {"input", "output"})
+                if (!isKnownMediaTypeName(item.required(key).text())) item.required(key).fail("unknown media type (known: " + knownMediaTypeNames() + ")");
+            scenario.converters.push_back(converter);
         }
     }
     if (auto faults = root.field("faults"))

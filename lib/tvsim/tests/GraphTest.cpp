@@ -14,9 +14,11 @@ using tunekit::ComPtr;
 // A source with one video output, or a sink with one video input.
 class TestFilter final : public SimFilter {
 public:
-    TestFilter(const char* name, PIN_DIRECTION direction, GUID major = MEDIATYPE_Video) : SimFilter(name, GUID_NULL) {
+    TestFilter(const char* name, PIN_DIRECTION direction, GUID major = MEDIATYPE_Video, GUID subtype = MEDIASUBTYPE_YUY2)
+        : SimFilter(name, GUID_NULL) {
         MediaType type = MediaType::video(320, 240, 25.0);
         type.major = major;
+        type.subtype = subtype;
         addPin(direction == PINDIR_OUTPUT ? "Out" : "In", direction, {type});
     }
     IPin* pin() { return pins()[0].get(); }
@@ -98,15 +100,50 @@ TEST_F(FilterGraphSemantics, PinsOutsideTheGraphCannotBeConnected) {
     EXPECT_EQ(graph->ConnectDirect(source->pin(), sink->pin(), nullptr), VFW_E_NOT_IN_GRAPH);
 }
 
-TEST_F(FilterGraphSemantics, RenderAddsAVideoRendererAndRefusesWhatItCannotRender) {
+TEST_F(FilterGraphSemantics, RenderEndsVideoAndAudioInRenderersAndRefusesWhatItCannotRender) {
     auto graph = newGraph();
-    auto source = make<TestFilter>("Source", PINDIR_OUTPUT), audio = make<TestFilter>("Audio", PINDIR_OUTPUT, MEDIATYPE_Audio);
+    auto source = make<TestFilter>("Source", PINDIR_OUTPUT);
+    auto audio = make<TestFilter>("Audio", PINDIR_OUTPUT, MEDIATYPE_Audio, MEDIASUBTYPE_PCM);
+    auto stream = make<TestFilter>("Stream", PINDIR_OUTPUT, MEDIATYPE_Stream, MEDIASUBTYPE_MPEG2_PROGRAM);
     graph->AddFilter(source.get(), L"Source");
     graph->AddFilter(audio.get(), L"Audio");
+    graph->AddFilter(stream.get(), L"Stream");
     EXPECT_EQ(graph->Render(source->pin()), S_OK);
-    EXPECT_THAT(filterNames(graph.get()), ElementsAre("Video Renderer", "Audio", "Source"));
+    EXPECT_EQ(graph->Render(audio->pin()), S_OK);
+    EXPECT_THAT(filterNames(graph.get()), ElementsAre("Default DirectSound Device", "Video Renderer", "Stream", "Audio", "Source"));
     EXPECT_EQ(graph->Render(source->pin()), VFW_E_ALREADY_CONNECTED);
-    EXPECT_EQ(graph->Render(audio->pin()), VFW_E_CANNOT_RENDER);
+    EXPECT_EQ(graph->Render(stream->pin()), VFW_E_CANNOT_RENDER);
+}
+
+class ConvertingGraph : public ::testing::Test {
+protected:
+    testing::SimulationFixture sim_{R"({"device": {"name": "d"}, "converters": [
+        {"name": "MPEG-2 Video Decoder", "input": "Video/MPEG2_VIDEO", "output": "Video/YUY2"}]})"};
+};
+
+TEST_F(ConvertingGraph, ConnectAndRenderGoThroughARegisteredConverterWhenTypesDoNotAgree) {
+    auto graph = newGraph();
+    auto mpeg = make<TestFilter>("Mpeg", PINDIR_OUTPUT, MEDIATYPE_Video, MEDIASUBTYPE_MPEG2_VIDEO);
+    auto sink = make<TestFilter>("Sink", PINDIR_INPUT);
+    auto audio = make<TestFilter>("AudioOut", PINDIR_OUTPUT, MEDIATYPE_Audio, MEDIASUBTYPE_PCM);
+    graph->AddFilter(mpeg.get(), L"Mpeg");
+    graph->AddFilter(sink.get(), L"Sink");
+    graph->AddFilter(audio.get(), L"AudioOut");
+    EXPECT_EQ(graph->Connect(mpeg->pin(), sink->pin()), S_OK);
+    EXPECT_THAT(filterNames(graph.get()), ElementsAre("MPEG-2 Video Decoder", "AudioOut", "Sink", "Mpeg"));
+    // No converter takes audio to video: the attempt leaves nothing behind.
+    auto otherSink = make<TestFilter>("OtherSink", PINDIR_INPUT);
+    graph->AddFilter(otherSink.get(), L"OtherSink");
+    EXPECT_EQ(graph->Connect(audio->pin(), otherSink->pin()), VFW_E_CANNOT_CONNECT);
+    EXPECT_THAT(filterNames(graph.get()), ElementsAre("OtherSink", "MPEG-2 Video Decoder", "AudioOut", "Sink", "Mpeg"));
+}
+
+TEST_F(ConvertingGraph, RenderOfCompressedVideoInsertsTheDecoder) {
+    auto graph = newGraph();
+    auto mpeg = make<TestFilter>("Mpeg", PINDIR_OUTPUT, MEDIATYPE_Video, MEDIASUBTYPE_MPEG2_VIDEO);
+    graph->AddFilter(mpeg.get(), L"Mpeg");
+    EXPECT_EQ(graph->Render(mpeg->pin()), S_OK);
+    EXPECT_THAT(filterNames(graph.get()), ElementsAre("MPEG-2 Video Decoder", "Video Renderer", "Mpeg"));
 }
 
 TEST_F(FilterGraphSemantics, StateChangesReachEveryFilterAndRunPassesThroughPause) {

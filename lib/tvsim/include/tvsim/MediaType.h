@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "qis/String.h"
 #include "tunekit/DirectShow.h"
 
 namespace tvsim {
@@ -19,8 +20,10 @@ struct MediaType {
     HRESULT copyTo(AM_MEDIA_TYPE& type) const;
     // A new AM_MEDIA_TYPE from CoTaskMemAlloc, as IEnumMediaTypes and GetFormat hand out.
     AM_MEDIA_TYPE* allocate() const;
-    // Whether `wanted` (GUID_NULL fields match anything) accepts this type.
+    // Whether `wanted` agrees with this type (GUID_NULL fields on either side match anything).
     bool matches(const AM_MEDIA_TYPE* wanted) const;
+    // "Video", "Video/YUY2", "Audio/PCM", ...: uncompressed video gets a full video format.
+    static MediaType named(const qis::String& name);
 };
 
 void freeMediaType(AM_MEDIA_TYPE& type);

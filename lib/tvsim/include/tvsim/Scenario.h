@@ -85,6 +85,15 @@ struct FilterSpec {
     std::optional<CrossbarSpec> crossbar;
 };
 
+// A filter the graph manager may put between two pins that do not agree on a type (a decoder):
+// it takes `input` and gives `output`. Types are named "Major/Subtype" ("Video/MPEG2_VIDEO",
+// "Video/YUY2", "Audio/PCM"); a major type alone accepts any subtype.
+struct ConverterSpec {
+    qis::String name;
+    qis::String input;
+    qis::String output;
+};
+
 struct Scenario {
     qis::String name;
     DeviceUnderTest device;
@@ -92,6 +101,7 @@ struct Scenario {
     std::map<qis::String, std::vector<MonikerSpec>> categories; // "VideoInputDevice", ...
     std::map<qis::String, FilterSpec> filters;
     std::vector<FaultRule> faults;
+    std::vector<ConverterSpec> converters;
 };
 
 Scenario parseScenario(const std::string& json, const qis::String& origin);
