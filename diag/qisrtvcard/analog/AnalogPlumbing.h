@@ -20,6 +20,8 @@ mirt5::TestResult setupWindow(const qis::String& className, const qis::String& w
 LRESULT CALLBACK videoWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 // Makes the renderer a child of the video window and shows it.
 HRESULT initVideoWindow();
+// Sizes the renderer to the video window's client area.
+void fitRendererToClient();
 // Sizes the video window so that its client area is width x height.
 void resizeWindowToFitClient(long width, long height);
 // Empties the graph's event queue.

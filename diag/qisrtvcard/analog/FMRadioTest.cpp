@@ -1,12 +1,120 @@
-#include "frame/NotYetAvailable.h"
+// The FM radio test: FM mode, the graph running, and 0.2 MHz steps across the band until the
+// tuner reports a station.
+#include <algorithm>
+#include <cmath>
+#include <cwchar>
+
+#include "analog/AnalogPlumbing.h"
+#include "analog/AnalogShared.h"
+#include "analog/GraphHandles.h"
+#include "analog/SampleCaptureGraphBuilder.h"
+#include "frame/Catalogue.h"
 #include "frame/TestEntries.h"
 #include "frame/Trace.h"
+#include "qis/System.h"
+#include "qis/Value.h"
+#include "tunekit/TunerLogger.h"
 
 namespace qisrtvcard {
+namespace {
 
-mirt5::TestResult FMRadioSignalTest(const mirt5::DiagDevice&) {
+using mirt5::DiagModule;
+using mirt5::TestResult;
+
+constexpr const char* kModeFailed = "AMTUNER_MODE_FM_RADIO failed.";
+constexpr const char* kPutChannelFailed = "put_Channel() failed.  Frequency: ";
+constexpr double kStepMHz = 0.2;
+// Lets the end frequency itself be tried despite the rounding the 0.2 steps accumulate.
+constexpr double kEndTolerance = 0.00001;
+constexpr double kHzPerMHz = 1000000.0;
+constexpr unsigned long kSettleMilliseconds = 500;
+constexpr unsigned long kTuneMilliseconds = 10;
+constexpr std::size_t kFrequencyTextSize = 6; // "108.0" and the terminator
+
+TestResult noSignal() {
+    DiagModule::warning(ErrorNoSignal, kSourceFile, __LINE__);
+    return TestResult::NOSIGNAL();
+}
+
+void reportFrequency(double frequency, double start, double end) {
+    wchar_t text[kFrequencyTextSize] = {};
+    if (std::swprintf(text, kFrequencyTextSize, L"%.1f", frequency) < 0) text[0] = L'\0';
+    TestingChannel->setVariable("channel", qis::String(text));
+    DiagModule::progress(TestingChannel);
+    // Start equal to end divides by zero; such a one-frequency scan counts as done.
+    const double percent = (frequency - start) / (end - start) * 100.0;
+    DiagModule::percentDone(std::isfinite(percent) ? static_cast<int>(std::clamp(percent, 0.0, 100.0)) : 100);
+}
+
+TestResult scanBand() {
+    const double start = FMRadioStartChannel->value().valueDouble();
+    const double end = FMRadioEndChannel->value().valueDouble();
+    const double limit = end + kEndTolerance;
+    if (!(limit > start)) return noSignal();
+    for (double frequency = start;;) {
+        if (DiagModule::checkForStop()) return TestResult::USERABORTED();
+        reportFrequency(frequency, start, end);
+        const HRESULT tuned = g_tvTuner->put_Channel(static_cast<long>(frequency * kHzPerMHz), AMTUNER_SUBCHAN_DEFAULT,
+                                                     AMTUNER_SUBCHAN_DEFAULT);
+        qis::System::sleepMilliseconds(kTuneMilliseconds);
+        if (FAILED(tuned)) {
+            tunekit::TunerLogger::logDebugMessage(kPutChannelFailed + qis::QISValue(frequency).toString());
+        } else {
+            long strength = 0;
+            if (SUCCEEDED(g_tvTuner->SignalPresent(&strength)) && strength == AMTUNER_SIGNALPRESENT) return TestResult::PASS();
+        }
+        frequency += kStepMHz;
+        if (!(limit > frequency)) return noSignal();
+    }
+}
+
+TestResult hardwareNotSupported() {
+    DiagModule::warning(WarningHardwareDoesNotSupportAnalogTVCapture, kSourceFile, __LINE__);
+    DiagModule::percentDone(100);
+    return TestResult::NOTSUPPORTED();
+}
+
+TestResult graphFailed(const qis::String& error) {
+    ErrorCreatingFilterGraph->setVariable("error", error);
+    DiagModule::error(ErrorCreatingFilterGraph, kSourceFile, __LINE__);
+    DiagModule::percentDone(100);
+    return TestResult::FAIL();
+}
+
+TestResult runFmTest() {
+    DiagModule::percentDone(0);
+    if (!g_captureFilter) return hardwareNotSupported();
+    if (FAILED(g_graphManager->AddFilter(g_captureFilter.get(), L"Video Capture"))) {
+        g_captureFilter.reset();
+        return hardwareNotSupported();
+    }
+    if (FAILED(g_captureBuilder->FindInterface(&PIN_CATEGORY_CAPTURE, nullptr, g_captureFilter.get(), IID_IAMTVTuner,
+                                               g_tvTuner.putVoid())))
+        return hardwareNotSupported();
+    routeCrossbarToTuner();
+    if (FAILED(g_tvTuner->put_Mode(AMTUNER_MODE_FM_RADIO))) return graphFailed(kModeFailed);
+    if (FAILED(g_mediaControl->Run())) return graphFailed(ErrorRunFailed->localizedString());
+    g_playState = State_Running;
+    qis::System::sleepMilliseconds(kSettleMilliseconds);
+    const TestResult result = scanBand();
+    DiagModule::percentDone(100);
+    return result;
+}
+
+} // namespace
+
+// No Media Center check and no window, unlike the other analog tests.
+TestResult FMRadioSignalTest(const mirt5::DiagDevice& device) {
     QISRTV_TRACE("FMRadioSignalTest");
-    return notYetAvailable("FMRadioTest");
+    QISRTV_ASSERT(device.intersectCapability(mirt5::DeviceCapability::VideoCapture()));
+    TestResult result = setupCaptureGraph();
+    if (result != TestResult::PASS()) return result;
+    result = FindCaptureDevice(device, CLSID_VideoInputDeviceCategory);
+    if (result != TestResult::PASS()) return result;
+    result = runFmTest();
+    closeInterfaces();
+    CoUninitialize();
+    return result;
 }
 
 } // namespace qisrtvcard

@@ -32,12 +32,6 @@ mirt5::TestResult videoWindowFailed() {
     return mirt5::TestResult::FAIL();
 }
 
-void fitRendererToClient() {
-    RECT client{};
-    GetClientRect(g_hwndVideo, &client);
-    g_videoWindow->SetWindowPosition(0, 0, client.right, client.bottom);
-}
-
 // Minimising stops the graph; any other position change runs it again, once.
 void followWindowState() {
     if (!g_mediaControl) return;
@@ -108,6 +102,12 @@ LRESULT CALLBACK videoWindowProc(HWND window, UINT message, WPARAM wParam, LPARA
         g_videoWindow->NotifyOwnerMessage(reinterpret_cast<OAHWND>(window), static_cast<long>(message),
                                           static_cast<LONG_PTR>(wParam), static_cast<LONG_PTR>(lParam));
     return DefWindowProcW(window, message, wParam, lParam);
+}
+
+void fitRendererToClient() {
+    RECT client{};
+    GetClientRect(g_hwndVideo, &client);
+    g_videoWindow->SetWindowPosition(0, 0, client.right, client.bottom);
 }
 
 HRESULT initVideoWindow() {

@@ -2,6 +2,7 @@
 // Tracing and logging shared by the whole module. Events and traces name the module's source
 // as "qisrtvcard", not the physical file, so hosts see one stable name.
 
+#include "qis/Exception.h"
 #include "qis/Log.h"
 
 namespace qisrtvcard {

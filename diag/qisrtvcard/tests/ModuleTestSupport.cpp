@@ -64,6 +64,20 @@ mirt5::TestResult Probe::run(const std::function<mirt5::TestResult(const mirt5::
     return mirt5::DiagModule::run(request, reporter);
 }
 
+std::vector<std::string> Probe::logLines(const char* category) const {
+    std::vector<std::string> lines;
+    for (const auto& record : reporter.logs)
+        if (record.category == category) lines.push_back(record.text.utf8());
+    return lines;
+}
+
+std::vector<std::string> Probe::eventKeys() const {
+    std::vector<std::string> keys;
+    for (const auto& event : reporter.events)
+        keys.push_back((event.severity == mirt5::Severity::Warning ? "warning:" : "error:") + event.key.utf8());
+    return keys;
+}
+
 SimulatedSystem::SimulatedSystem(const std::string& scenarioJson) {
     initialiseCatalogue();
     mirt5::SimulationRequest request;

@@ -28,7 +28,25 @@ struct Probe {
     std::vector<qis::String> answers;
 
     mirt5::TestResult run(const std::function<mirt5::TestResult(const mirt5::DiagDevice&)>& body);
-    mirt5::RecordingReporter reporter;
+    // Called with each progress text as the test reports it (to raise a stop at a chosen point).
+    std::function<void(const qis::String& text)> onProgress;
+
+    class Reporter : public mirt5::RecordingReporter {
+    public:
+        explicit Reporter(Probe& probe) : probe_(probe) {}
+        void progress(const qis::String& key, const qis::String& text, const mirt5::Variables& variables) override {
+            mirt5::RecordingReporter::progress(key, text, variables);
+            if (probe_.onProgress) probe_.onProgress(text);
+        }
+
+    private:
+        Probe& probe_;
+    };
+    Reporter reporter{*this};
+    // The texts of the log records of one category, in order.
+    std::vector<std::string> logLines(const char* category) const;
+    // Event keys in order, "warning:Key" / "error:Key".
+    std::vector<std::string> eventKeys() const;
 };
 
 // Parameter values a host would typically give.

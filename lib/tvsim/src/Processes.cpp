@@ -41,6 +41,8 @@ BOOL fill(Snapshot* snapshot, LPPROCESSENTRY32W entry) {
 HANDLE WINAPI createProcessSnapshot(DWORD, DWORD) {
     if (injected("CreateToolhelp32Snapshot", 0, -1)) return INVALID_HANDLE_VALUE;
     auto snapshot = std::make_unique<Snapshot>();
+    // Windows lists its idle and kernel processes first, whatever else runs.
+    snapshot->names = {L"[System Process]", L"System"};
     for (const auto& name : Simulation::current().scenario().processes) snapshot->names.push_back(name.wide());
     return reinterpret_cast<HANDLE>(snapshot.release());
 }
