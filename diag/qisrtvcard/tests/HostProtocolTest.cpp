@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <thread>
@@ -209,6 +210,46 @@ TEST(Entry, RunReportsJsonLinesAndExitsWithTheResultValue) {
     EXPECT_NE(last["result"], "PASS"); // the test body is not in this build: it must not pass
 }
 
+std::vector<json> jsonLines(const std::string& out) {
+    std::vector<json> lines;
+    for (std::size_t start = 0, end; (end = out.find('\n', start)) != std::string::npos; start = end + 1)
+        lines.push_back(json::parse(out.substr(start, end - start)));
+    return lines;
+}
+
+TEST(VirtualCard, ListsTheTestsOfferedForTheBuiltInCard) {
+    const Outcome listing = runModule("--sim --list --json");
+    ASSERT_EQ(listing.code, 0u) << listing.err;
+    const json catalogue = json::parse(listing.out);
+    EXPECT_EQ(catalogue["device"], "Virtual Hybrid TV Card");
+    EXPECT_EQ(catalogue["tests"].size(), 6u);
+}
+
+TEST(VirtualCard, TheFmTestFindsAStationOnTheBuiltInCard) {
+    const Outcome run = runModule("--sim --test FMRadioTest" + std::string(kFmParameters));
+    EXPECT_EQ(run.code, 0u) << run.out << run.err;
+    EXPECT_THAT(run.out, HasSubstr("result PASS 0"));
+}
+
+TEST(VirtualCard, AHostAnswersTheCablePromptOnStandardInput) {
+    const Outcome run = runModule(
+        "--sim --json --test TVSignalTest --param TVStartChannel=100 --param TVEndChannel=101 --param MsgBoxTimeout=30 "
+        "--param CheckTVCable=true --param StopOnSignal=true --param ChecksPerChannel=2 --param SignalType=cable "
+        "--param AskCountryCode1=false --param AskCountryCode2=false",
+        "{\"answer\": \"cancel\"}\n");
+    EXPECT_EQ(run.code, 6u) << run.err;
+    const auto lines = jsonLines(run.out);
+    ASSERT_FALSE(lines.empty());
+    const auto prompt = std::find_if(lines.begin(), lines.end(), [](const json& l) { return l["type"] == "prompt"; });
+    const auto answer = std::find_if(lines.begin(), lines.end(), [](const json& l) { return l["type"] == "answer"; });
+    ASSERT_NE(prompt, lines.end());
+    ASSERT_NE(answer, lines.end());
+    EXPECT_EQ((*prompt)["timeoutMs"], 30000);
+    EXPECT_EQ((*answer)["code"], 150);
+    EXPECT_EQ((*answer)["source"], "host");
+    EXPECT_EQ(lines.back()["result"], "USERABORTED");
+}
+
 struct BadInput {
     const char* arguments;
     const char* says;
@@ -269,6 +310,8 @@ INSTANTIATE_TEST_SUITE_P(
                  "--param FMRadioStartChannel=88 --param FMRadioEndChannel=108", "perhaps"},
         BadInput{"--list --log-level 9", "--log-level"},
         BadInput{"--list --log-dir no-such-directory", "no-such-directory"},
-        BadInput{"--list --test FMRadioTest", "--list"}));
+        BadInput{"--list --test FMRadioTest", "--list"},
+        BadInput{"--sim no-such-scenario.json --list", "no-such-scenario.json"},
+        BadInput{"--realtime --list", "--realtime needs --sim"}));
 
 } // namespace
