@@ -1,1 +1,460 @@
+// The country table, the dialog template, and the dialog as the user and a host see it.
+#include <windows.h>
+
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <cwctype>
+#include <functional>
+#include <map>
+#include <thread>
+
+#include "ModuleTestSupport.h"
+#include "analog/CountryDialog.h"
+#include "analog/CountryTable.h"
+#include "frame/Catalogue.h"
+#include "resources/resource.h"
+
+namespace qisrtvcard {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::MatchesRegex;
+using ::testing::UnorderedElementsAre;
+using mirt5::TestResult;
+using namespace std::chrono_literals;
+
+const wchar_t* const kGermany = L"Germany (Deutschland)";
+
+CountryTable builtTable() {
+    CountryTable table;
+    buildCountryTable(table);
+    return table;
+}
+
+// ---- table ------------------------------------------------------------------------------------
+
+TEST(CountryTable, HoldsEveryCountryWithUsaFirstAndTheOnlyOneWithALocale) {
+    const CountryTable table = builtTable();
+    ASSERT_EQ(table.size(), 239u);
+    ASSERT_EQ(table.names().size(), 239u);
+    EXPECT_EQ(table.at(0).name, "USA");
+    EXPECT_EQ(table.at(0).key, "us");
+    EXPECT_EQ(table.at(0).code, 1u);
+    EXPECT_EQ(table.at(0).lcid, 1033u);
+    EXPECT_EQ(table.at(238).name, "Zimbabwe");
+    for (std::size_t i = 1; i < table.size(); ++i) EXPECT_EQ(table.at(i).lcid, 0u) << table.at(i).name.utf8();
+    for (std::size_t i = 0; i < table.size(); ++i) {
+        EXPECT_EQ(table.names()[i], table.at(i).name) << "names keep the insertion order";
+        EXPECT_EQ(table.find(table.at(i).name), &table.at(i)) << "the index points at the row's own position";
+    }
+    EXPECT_EQ(table.find("Atlantis"), nullptr);
+}
+
+TEST(CountryTable, KeepsTheDeliberateOddities) {
+    const CountryTable table = builtTable();
+    auto row = [&](const wchar_t* name) {
+        const CountryRecord* found = table.find(qis::String(name));
+        EXPECT_NE(found, nullptr) << qis::String(name).utf8();
+        return found ? *found : CountryRecord{};
+    };
+    EXPECT_EQ(row(L"Canada").code, 2u) << "the Windows code, not the calling code";
+    const CountryRecord north = row(L"Korea (North) (\uB300\uD55C\uBBFC\uAD6D)");
+    const CountryRecord south = row(L"Korea (South) (\uB300\uD55C\uBBFC\uAD6D)");
+    EXPECT_EQ(north.key, "kr");
+    EXPECT_EQ(north.code, 850u);
+    EXPECT_EQ(south.key, "kp");
+    EXPECT_EQ(south.code, 82u);
+    EXPECT_EQ(row(L"Sweden (Lule)").code, 46u);
+    // The native names reach the table as UTF-8, not as the source file's bytes.
+    EXPECT_EQ(row(L"India (\u0CAD\u0CBE\u0CB0\u0CA4)").name.utf8(), "India (\xE0\xB2\xAD\xE0\xB2\xBE\xE0\xB2\xB0\xE0\xB2\xA4)");
+    EXPECT_EQ(row(L"M\u00E9xico").code, 52u);
+
+    std::map<std::string, std::vector<std::uint32_t>> byKey;
+    std::map<std::uint32_t, int> rowsPerCode;
+    for (std::size_t i = 0; i < table.size(); ++i) {
+        byKey[table.at(i).key.utf8()].push_back(table.at(i).code);
+        ++rowsPerCode[table.at(i).code];
+    }
+    EXPECT_EQ(byKey.size(), 238u) << "one key is used twice";
+    EXPECT_THAT(byKey["an"], ElementsAre(590u, 599u)) << "French, then Netherlands Antilles";
+    std::map<std::uint32_t, int> shared;
+    for (const auto& [code, rows] : rowsPerCode)
+        if (rows > 1) shared[code] = rows;
+    const std::map<std::uint32_t, int> expected = {{1, 21},  {7, 6},   {39, 2},  {41, 2},  {53, 2},
+                                                   {61, 2},  {269, 2}, {590, 2}, {670, 3}, {672, 3}};
+    EXPECT_EQ(shared, expected);
+}
+
+TEST(CountryTable, ADuplicateNameLeavesTheTableUnchanged) {
+    CountryTable table = builtTable();
+    CountryRecord again;
+    again.name = qis::String(kGermany);
+    again.key = "xx";
+    again.code = 999;
+    EXPECT_FALSE(table.add(again));
+    EXPECT_EQ(table.size(), 239u);
+    EXPECT_EQ(table.names().size(), 239u);
+    EXPECT_EQ(table.find(qis::String(kGermany))->code, 49u);
+    EXPECT_EQ(table.find(qis::String(kGermany))->key, "de");
+
+    CountryRecord atlantis;
+    atlantis.name = "Atlantis";
+    atlantis.code = 999;
+    EXPECT_TRUE(table.add(atlantis));
+    EXPECT_EQ(table.size(), 240u);
+    EXPECT_EQ(table.names()[239], "Atlantis");
+    EXPECT_EQ(table.find("Atlantis"), &table.at(239));
+}
+
+TEST(CountryCodeSet, KeepsTheFirstOfEachCodeInInsertionOrder) {
+    CountryCodeSet codes;
+    EXPECT_TRUE(codes.isEmpty());
+    EXPECT_TRUE(codes.add(49));
+    EXPECT_TRUE(codes.add(7));
+    EXPECT_FALSE(codes.add(49));
+    EXPECT_TRUE(codes.add(44));
+    EXPECT_THAT(codes.codes(), ElementsAre(49u, 7u, 44u));
+    EXPECT_TRUE(codes.contains(7));
+    EXPECT_FALSE(codes.contains(1));
+    codes.clear();
+    EXPECT_TRUE(codes.isEmpty());
+    EXPECT_FALSE(codes.contains(49));
+}
+
+// ---- dialog template --------------------------------------------------------------------------
+
+// Reads an extended dialog template (DLGTEMPLATEEX, then DWORD-aligned DLGITEMTEMPLATEEX items).
+class TemplateReader {
+public:
+    TemplateReader(const BYTE* data, std::size_t size) : data_(data), size_(size) {}
+    template <class T>
+    long long take() {
+        T value{};
+        if (offset_ + sizeof(T) > size_) throw std::out_of_range("template ends early");
+        std::memcpy(&value, data_ + offset_, sizeof(T));
+        offset_ += sizeof(T);
+        return value;
+    }
+    // A string, or an ordinal as "#n".
+    std::wstring name() {
+        const auto first = static_cast<wchar_t>(take<WORD>());
+        if (first == 0xFFFF) return L"#" + std::to_wstring(take<WORD>());
+        std::wstring text;
+        for (wchar_t c = first; c != 0; c = static_cast<wchar_t>(take<WORD>())) text += c;
+        return text;
+    }
+    void alignToDword() { offset_ = (offset_ + 3) & ~std::size_t(3); }
+
+private:
+    const BYTE* data_;
+    std::size_t size_;
+    std::size_t offset_ = 0;
+};
+
+TEST(CountryDialogTemplate, IsTheUsEnglishExtendedTemplateWithItsThreeControls) {
+    const HMODULE program = GetModuleHandleW(nullptr);
+    HRSRC found = FindResourceExW(program, MAKEINTRESOURCEW(5) /*RT_DIALOG*/, MAKEINTRESOURCEW(IDD_COUNTRY),
+                                  MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US));
+    ASSERT_NE(found, nullptr) << "dialog 129, language 1033, in the program's resources";
+    TemplateReader in(static_cast<const BYTE*>(LockResource(LoadResource(program, found))), SizeofResource(program, found));
+
+    // Version, signature, help id, extended style, style, controls, x, y, width, height.
+    const std::vector<long long> header{in.take<WORD>(),  in.take<WORD>(),  in.take<DWORD>(), in.take<DWORD>(),
+                                        in.take<DWORD>(), in.take<WORD>(),  in.take<short>(), in.take<short>(),
+                                        in.take<short>(), in.take<short>()};
+    EXPECT_EQ(header, (std::vector<long long>{1, 0xFFFF, 0, 0,
+                                              WS_POPUP | WS_CAPTION | WS_SYSMENU | DS_MODALFRAME | DS_CENTER | DS_SETFONT | DS_FIXEDSYS,
+                                              3, 0, 0, 261, 66}));
+    EXPECT_EQ(in.name(), L"") << "menu";
+    EXPECT_EQ(in.name(), L"") << "class";
+    EXPECT_EQ(in.name(), L"Please select a country");
+    // Points, weight, italic, character set, face.
+    EXPECT_EQ((std::vector<long long>{in.take<WORD>(), in.take<WORD>(), in.take<BYTE>(), in.take<BYTE>()}),
+              (std::vector<long long>{8, 400, 0, 1}));
+    EXPECT_EQ(in.name(), L"MS Shell Dlg");
+
+    struct Control {
+        std::vector<long long> fields; // help id, extended style, style, x, y, width, height, id
+        std::wstring windowClass;
+        std::wstring text;
+    };
+    const std::vector<Control> expected = {
+        {{0, 0, WS_CHILD | WS_VISIBLE | WS_TABSTOP | BS_DEFPUSHBUTTON, 204, 45, 50, 14, IDOK}, L"#128", L"OK"},
+        {{0, 0, WS_CHILD | WS_VISIBLE | WS_GROUP | SS_LEFT, 7, 7, 239, 8, 1001}, L"#130", L"Please select a country"},
+        {{0, 0, WS_CHILD | WS_VISIBLE | WS_VSCROLL | WS_TABSTOP | CBS_DROPDOWN | CBS_SORT, 7, 22, 247, 184, 1000}, L"#133", L""}};
+    // Resource compilers write a predefined class as its ordinal or as its name in any case; the
+    // dialog manager takes all of them.
+    const std::map<std::wstring, std::wstring> classNames = {{L"BUTTON", L"#128"}, {L"STATIC", L"#130"}, {L"COMBOBOX", L"#133"}};
+    for (const Control& want : expected) {
+        in.alignToDword();
+        const std::vector<long long> fields{in.take<DWORD>(), in.take<DWORD>(), in.take<DWORD>(), in.take<short>(),
+                                            in.take<short>(), in.take<short>(),  in.take<short>(), in.take<DWORD>()};
+        EXPECT_EQ(fields, want.fields);
+        std::wstring windowClass = in.name();
+        for (wchar_t& c : windowClass) c = static_cast<wchar_t>(std::towupper(c));
+        EXPECT_EQ(classNames.count(windowClass) ? classNames.at(windowClass) : windowClass, want.windowClass) << fields.back();
+        EXPECT_EQ(in.name(), want.text);
+        EXPECT_EQ(in.take<WORD>(), 0) << "no creation data";
+    }
+}
+
+// ---- pre-answers ------------------------------------------------------------------------------
+
+std::wstring caption() { return PleaseSelectCountry->localizedString().wide(); }
+
+class CountryDialogAnswers : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() { testing::initialiseCatalogue(); }
+};
+
+TEST_F(CountryDialogAnswers, APreAnswerIsReturnedWithoutShowingTheDialogAndReportedAsAPrompt) {
+    testing::Probe probe;
+    probe.answers = {"49", "cancel", "ok", "0", "skip"};
+    std::vector<std::int32_t> codes;
+    // Closes a dialog that shows up after all, so that the check fails rather than hangs.
+    std::atomic<bool> asking{true};
+    std::atomic<bool> shown{false};
+    std::thread watch([&] {
+        for (; asking; std::this_thread::sleep_for(20ms))
+            if (HWND dialog = FindWindowW(L"#32770", caption().c_str())) {
+                shown = true;
+                SendMessageW(dialog, WM_COMMAND, IDCANCEL, 0);
+            }
+    });
+    probe.run([&](const mirt5::DiagDevice&) {
+        for (int i = 0; i < 5; ++i) codes.push_back(askForCountry());
+        return TestResult::PASS();
+    });
+    asking = false;
+    watch.join();
+    EXPECT_FALSE(shown) << "a pre-answered dialog is never shown";
+    EXPECT_THAT(codes, ElementsAre(49, 0, 1, 0, 0)) << "a code as it is; ok confirms the USA default; other words cancel";
+
+    ASSERT_EQ(probe.reporter.prompts.size(), 5u);
+    const mirt5::Prompt& prompt = probe.reporter.prompts[0];
+    EXPECT_EQ(prompt.kind, "countryDialog");
+    EXPECT_EQ(prompt.title, PleaseSelectCountry->localizedString());
+    EXPECT_EQ(prompt.timeoutMs, 0u);
+    ASSERT_EQ(probe.reporter.answers.size(), 5u);
+    EXPECT_EQ(probe.reporter.answers[0].code, 49);
+    EXPECT_EQ(probe.reporter.answers[0].source, "answer");
+}
+
+// ---- the dialog on the screen -----------------------------------------------------------------
+
+bool haveDisplay() {
+    HWND probe = CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 1, 1, nullptr, nullptr, nullptr, nullptr);
+    if (!probe) return false;
+    DestroyWindow(probe);
+    return true;
+}
+
+bool waitFor(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::sleep_for(10ms);
+    }
+    return true;
+}
+
+HWND listOf(HWND dialog) { return GetDlgItem(dialog, IDC_COUNTRY_LIST); }
+
+std::wstring itemText(HWND list, LRESULT index) {
+    const LRESULT length = SendMessageW(list, CB_GETLBTEXTLEN, static_cast<WPARAM>(index), 0);
+    if (length == CB_ERR) return L"<none>";
+    std::wstring text(static_cast<std::size_t>(length) + 1, L'\0');
+    SendMessageW(list, CB_GETLBTEXT, static_cast<WPARAM>(index), reinterpret_cast<LPARAM>(text.data()));
+    text.resize(static_cast<std::size_t>(length));
+    return text;
+}
+
+std::vector<std::wstring> items(HWND list) {
+    std::vector<std::wstring> texts;
+    const LRESULT count = SendMessageW(list, CB_GETCOUNT, 0, 0);
+    for (LRESULT i = 0; i < count; ++i) texts.push_back(itemText(list, i));
+    return texts;
+}
+
+std::wstring windowText(HWND window) {
+    wchar_t text[256] = {};
+    GetWindowTextW(window, text, 256);
+    return text;
+}
+
+// The height the list gives its items by itself: that of its font.
+int fontHeight(HWND list) {
+    HDC dc = GetDC(list);
+    const HGDIOBJ old = SelectObject(dc, reinterpret_cast<HGDIOBJ>(SendMessageW(list, WM_GETFONT, 0, 0)));
+    TEXTMETRICW metrics{};
+    GetTextMetricsW(dc, &metrics);
+    SelectObject(dc, old);
+    ReleaseDC(list, dc);
+    return metrics.tmHeight;
+}
+
+int itemHeight(HWND list) { return static_cast<int>(SendMessageW(list, CB_GETITEMHEIGHT, 0, 0)); }
+
+void press(HWND dialog, int button) { SendMessageW(dialog, WM_COMMAND, MAKEWPARAM(button, BN_CLICKED), 0); }
+
+class CountryDialogShown : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() { testing::initialiseCatalogue(); }
+    void SetUp() override {
+        if (!haveDisplay()) GTEST_SKIP() << "no display (run under xvfb-run)";
+        supportedCountryCodes().clear();
+    }
+    void TearDown() override {
+        supportedCountryCodes().clear();
+        qis::LogFactory::setPriority(qis::LogPriority::Info);
+    }
+
+    // Asks for the country in a run of `probe` while a second thread plays the user: it waits
+    // until the dialog is up and acts on it. A dialog the action leaves open is cancelled, so a
+    // failed check cannot hang the run.
+    static std::int32_t ask(testing::Probe& probe, const std::function<void(HWND dialog)>& act) {
+        std::atomic<bool> asking{true};
+        std::thread user([&] {
+            HWND dialog = nullptr;
+            const bool shown = waitFor(
+                [&] {
+                    dialog = FindWindowW(L"#32770", caption().c_str());
+                    return !asking || (dialog && IsWindowVisible(dialog));
+                },
+                20s);
+            if (!asking) return;
+            if (!shown) {
+                ADD_FAILURE() << "no dialog with the caption appeared";
+                if (HWND any = FindWindowW(L"#32770", nullptr)) press(any, IDCANCEL);
+                return;
+            }
+            act(dialog);
+            if (!waitFor([&] { return !IsWindowVisible(dialog); }, 5s)) {
+                ADD_FAILURE() << "the dialog stayed open";
+                press(dialog, IDCANCEL);
+            }
+        });
+        std::int32_t code = -2;
+        probe.run([&](const mirt5::DiagDevice&) {
+            code = askForCountry();
+            return TestResult::PASS();
+        });
+        asking = false;
+        user.join();
+        return code;
+    }
+    static std::int32_t ask(const std::function<void(HWND dialog)>& act, const std::map<std::string, std::string>& parameters = {}) {
+        testing::Probe probe;
+        probe.parameters = parameters;
+        return ask(probe, act);
+    }
+};
+
+TEST_F(CountryDialogShown, OffersEveryCountrySortedWithTheUsaPreselectedAndOkUntouchedGivesIt) {
+    const CountryTable table = builtTable();
+    const std::int32_t code = ask([&](HWND dialog) {
+        HWND list = listOf(dialog);
+        const std::vector<std::wstring> shown = items(list);
+        EXPECT_EQ(shown.size(), 239u);
+        for (std::size_t i = 1; i < shown.size(); ++i)
+            EXPECT_LE(CompareStringW(LOCALE_USER_DEFAULT, NORM_IGNORECASE, shown[i - 1].c_str(), -1, shown[i].c_str(), -1),
+                      CSTR_EQUAL)
+                << "items " << i - 1 << " and " << i << " are out of order";
+        // Each item keeps its own code although the list reorders them.
+        for (std::size_t i = 0; i < shown.size(); ++i) {
+            const CountryRecord* row = table.find(qis::String(shown[i]));
+            ASSERT_NE(row, nullptr) << qis::String(shown[i]).utf8();
+            EXPECT_EQ(SendMessageW(list, CB_GETITEMDATA, i, 0), static_cast<LRESULT>(row->code)) << row->name.utf8();
+        }
+        EXPECT_EQ(itemText(list, SendMessageW(list, CB_GETCURSEL, 0, 0)), L"USA");
+
+        EXPECT_EQ(windowText(dialog), caption());
+        EXPECT_EQ(windowText(GetDlgItem(dialog, IDC_COUNTRY_PROMPT)), caption());
+        EXPECT_EQ(windowText(GetDlgItem(dialog, IDOK)), OKButton->localizedString().wide());
+        EXPECT_TRUE(GetWindowLongW(dialog, GWL_EXSTYLE) & WS_EX_TOPMOST);
+        RECT client{};
+        GetClientRect(dialog, &client);
+        RECT expected{0, 0, 261, 66};
+        MapDialogRect(dialog, &expected);
+        EXPECT_EQ(client.right, expected.right);
+        EXPECT_EQ(client.bottom, expected.bottom);
+
+        press(dialog, IDOK);
+    });
+    EXPECT_EQ(code, 1);
+}
+
+TEST_F(CountryDialogShown, TouchscreenFactorAboveOneScalesTheListItemsAndAChosenCountryGivesItsCode) {
+    int naturalHeight = 0;
+    const std::int32_t unmatched = ask(
+        [&](HWND dialog) {
+            HWND list = listOf(dialog);
+            naturalHeight = fontHeight(list);
+            EXPECT_EQ(itemHeight(list), naturalHeight) << "a factor below 1 changes nothing";
+            // Typing a name that is no item leaves no selection: OK then means the USA.
+            COMBOBOXINFO info{};
+            info.cbSize = sizeof info;
+            ASSERT_TRUE(GetComboBoxInfo(list, &info));
+            SendMessageW(info.hwndItem, EM_SETSEL, 0, -1);
+            for (const wchar_t* c = L"Atlantis"; *c; ++c) SendMessageW(info.hwndItem, WM_CHAR, *c, 0);
+            EXPECT_EQ(windowText(info.hwndItem), L"Atlantis");
+            EXPECT_EQ(SendMessageW(list, CB_GETCURSEL, 0, 0), CB_ERR);
+            press(dialog, IDOK);
+        },
+        {{"TouchscreenFactor", "0.5"}});
+    EXPECT_EQ(unmatched, 1);
+
+    const std::int32_t chosen = ask(
+        [&](HWND dialog) {
+            HWND list = listOf(dialog);
+            EXPECT_EQ(itemHeight(list), static_cast<int>(naturalHeight * 1.5));
+            EXPECT_NE(SendMessageW(list, CB_SELECTSTRING, static_cast<WPARAM>(-1), reinterpret_cast<LPARAM>(kGermany)), CB_ERR);
+            press(dialog, IDOK);
+        },
+        {{"TouchscreenFactor", "1.5"}});
+    EXPECT_EQ(chosen, 49);
+}
+
+TEST_F(CountryDialogShown, CancelGivesZero) {
+    EXPECT_EQ(ask([](HWND dialog) { press(dialog, IDCANCEL); }), 0);
+}
+
+TEST_F(CountryDialogShown, AStopRequestClosesItWithinHalfASecondAndGivesZero) {
+    qis::LogFactory::setPriority(qis::LogPriority::Debug);
+    testing::Probe probe;
+    std::chrono::steady_clock::duration closedAfter{};
+    const std::int32_t code = ask(probe, [&](HWND dialog) {
+        const auto requested = std::chrono::steady_clock::now();
+        mirt5::DiagModule::requestStop();
+        waitFor([&] { return !IsWindowVisible(dialog); }, 5s);
+        closedAfter = std::chrono::steady_clock::now() - requested;
+    });
+    EXPECT_EQ(code, 0);
+    EXPECT_LT(closedAfter, 1200ms) << "the dialog looks every 500 ms";
+    EXPECT_THAT(probe.logLines("qisrtvcard"), Contains(MatchesRegex("\\d+ Stopping for user cancel in country dialog")));
+}
+
+TEST_F(CountryDialogShown, SupportedCodesLimitTheListAndWithoutTheUsaNothingIsPreselected) {
+    for (std::uint32_t code : {49u, 44u, 7u, 9999u}) supportedCountryCodes().add(code);
+    const std::int32_t code = ask([](HWND dialog) {
+        HWND list = listOf(dialog);
+        const std::vector<std::wstring> shown = items(list);
+        EXPECT_THAT(shown, UnorderedElementsAre(kGermany, L"United Kingdom", L"Russia (\u0420\u043E\u0441\u0441\u0438\u044F)",
+                                                L"Kazakhstan (\u049A\u0430\u0437\u0430\u049B\u0441\u0442\u0430\u043D)",
+                                                L"Kyrgyzstan (\u041A\u044B\u0440\u0433\u044B\u0437\u0441\u0442\u0430\u043D)",
+                                                L"Tajikistan (\u0422\u043E\u04B7\u0438\u043A\u0438\u0441\u0442\u043E\u043D)",
+                                                L"Turkmenistan (T\u00FCrkmenistan)",
+                                                L"Uzbekistan (\u040E\u0437\u0431\u0435\u043A\u0438\u0441\u0442\u043E\u043D)"));
+        EXPECT_EQ(SendMessageW(list, CB_GETCURSEL, 0, 0), CB_ERR);
+        press(dialog, IDOK);
+    });
+    EXPECT_EQ(code, 1) << "OK without a choice still means the USA";
+}
+
+} // namespace
+} // namespace qisrtvcard

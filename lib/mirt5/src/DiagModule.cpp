@@ -255,4 +255,27 @@ int DiagModule::createMessageBox(int type, const MirtString& text, const MirtStr
     return answer.code;
 }
 
+std::optional<int> DiagModule::takeAnswer(Prompt prompt, int okCode, int cancelCode) {
+    qis::String text;
+    {
+        std::lock_guard lock(g_run.mutex);
+        if (!g_run.reporter || g_run.answers.empty()) return std::nullopt;
+        text = g_run.answers.front();
+        g_run.answers.pop_front();
+        prompt.id = g_run.nextPromptId++;
+    }
+    // A number is the module's own code; the words are message-box answers and mean nothing here
+    // but confirming or giving up.
+    std::int32_t number = 0;
+    int code = cancelCode;
+    if (text.trimmed().toInt32(number))
+        code = number;
+    else if (answers::codeOf(text) == MessageBox::AnswerOk)
+        code = okCode;
+    Reporter& out = reporter();
+    out.promptOpened(prompt);
+    out.promptAnswered(prompt, PromptAnswer{code, "answer"});
+    return code;
+}
+
 } // namespace mirt5

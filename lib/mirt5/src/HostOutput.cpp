@@ -11,6 +11,14 @@ namespace {
 
 const char* severityName(Severity severity) { return severity == Severity::Warning ? "warning" : "error"; }
 
+// Only the framework's boxes are answered with words; a module's own prompt returns a number of
+// its own (a country code, say), which must not read as a box answer that happens to share it.
+bool isMessageBox(const Prompt& prompt) { return prompt.kind == "messageBox"; }
+
+qis::String answerName(const Prompt& prompt, int code) {
+    return isMessageBox(prompt) ? answers::nameOf(code) : qis::String::number(code);
+}
+
 qis::String variableList(const Variables& variables) {
     qis::String text;
     for (const auto& [name, value] : variables) text += (text.isEmpty() ? "" : ", ") + name + "=" + value;
@@ -37,6 +45,7 @@ public:
     void promptOpened(const Prompt& prompt) override {
         qis::String timeout = prompt.timeoutMs ? " (time-out " + qis::String::number(prompt.timeoutMs / 1000.0) + " s)" : "";
         line("prompt " + prompt.title + ": " + prompt.text + timeout);
+        if (!isMessageBox(prompt)) return;
         qis::String choices;
         for (int code : answers::choicesFor(prompt.type)) {
             const qis::String name = answers::nameOf(code);
@@ -44,8 +53,8 @@ public:
         }
         line("answer with: " + choices);
     }
-    void promptAnswered(const Prompt&, const PromptAnswer& answer) override {
-        line("answer " + answers::nameOf(answer.code) + " (" + answer.source + ")");
+    void promptAnswered(const Prompt& prompt, const PromptAnswer& answer) override {
+        line("answer " + answerName(prompt, answer.code) + " (" + answer.source + ")");
     }
     void log(const qis::LogRecord& record) override {
         if (record.priority < logLevel_) return;
@@ -99,12 +108,12 @@ public:
                {"title", prompt.title.utf8()},
                {"text", prompt.text.utf8()},
                {"timeoutMs", prompt.timeoutMs},
-               {"answers", choices(prompt.type)}});
+               {"answers", choices(prompt)}});
     }
     void promptAnswered(const Prompt& prompt, const PromptAnswer& answer) override {
         write({{"type", "answer"},
                {"id", prompt.id},
-               {"answer", answers::nameOf(answer.code).utf8()},
+               {"answer", answerName(prompt, answer.code).utf8()},
                {"code", answer.code},
                {"source", answer.source.utf8()}});
     }
@@ -119,9 +128,10 @@ public:
     }
 
 private:
-    static nlohmann::json choices(int type) {
+    static nlohmann::json choices(const Prompt& prompt) {
         nlohmann::json list = nlohmann::json::array();
-        for (int code : answers::choicesFor(type)) list.push_back(answers::nameOf(code).utf8());
+        if (!isMessageBox(prompt)) return list;
+        for (int code : answers::choicesFor(prompt.type)) list.push_back(answers::nameOf(code).utf8());
         return list;
     }
     static nlohmann::json toJson(const Variables& variables) {

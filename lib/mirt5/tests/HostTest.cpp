@@ -69,6 +69,24 @@ TEST_F(JsonOutput, EveryRecordIsOneJsonObjectOnALineOfItsOwn) {
     EXPECT_EQ(lines[5]["answers"], json({"ok", "cancel"})) << "a box offers only its own buttons";
 }
 
+TEST_F(JsonOutput, AModulesOwnPromptIsAnsweredWithItsNumberNotWithABoxAnswerOfTheSameValue) {
+    const Prompt dialog{3, "countryDialog", 0, "Country", "Please select a country", 0};
+    reporter->promptOpened(dialog);
+    reporter->promptAnswered(dialog, {MessageBox::AnswerSkip, "answer"}); // 220 is also Gambia
+    const auto lines = jsonLines(out.str());
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0]["kind"], "countryDialog");
+    EXPECT_EQ(lines[0]["answers"], json::array());
+    EXPECT_EQ(lines[1]["answer"], "220");
+    EXPECT_EQ(lines[1]["code"], 220);
+
+    std::ostringstream text;
+    const auto human = makeHumanReporter(text, qis::LogPriority::Warning);
+    human->promptOpened(dialog);
+    human->promptAnswered(dialog, {MessageBox::AnswerSkip, "answer"});
+    EXPECT_EQ(text.str(), "prompt Country: Please select a country\nanswer 220 (answer)\n");
+}
+
 TEST_F(JsonOutput, TextThatIsNotUtf8StillGivesAValidLine) {
     const qis::String broken(std::string("caf\xE9 \xFF"));
     EXPECT_NO_THROW(reporter->event(Severity::Warning, "Odd", broken, {{"name", broken}}, "x.cpp", 1));

@@ -282,4 +282,31 @@ TEST_F(Prompts, AnAnsweredLineSaysWhetherAPersonOrAProgramAnswered) {
     EXPECT_THAT(sources, ElementsAre("host"));
 }
 
+TEST_F(Prompts, AModulesOwnPromptTakesTheNextAnswerInsideARunAndReadsWordsAsOkOrCancel) {
+    Prompt dialog;
+    dialog.kind = "countryDialog";
+    dialog.title = "Country";
+    EXPECT_EQ(DiagModule::takeAnswer(dialog, 1, 0), std::nullopt) << "outside a run nobody has answered";
+
+    RunRequest request = tune();
+    request.answers = {"retry", "220", "ok", "skip", "150"};
+    std::vector<std::optional<int>> codes;
+    g_script = [&] {
+        codes.push_back(DiagModule::createMessageBox(MessageBox::TypeRetrySkipCancel, "Connect the antenna", "Antenna",
+                                                     MessageBox::OptionDefaultFirst, MessageBox::LookWarning, nullptr,
+                                                     nullptr, nullptr, 0, 100, false));
+        for (int i = 0; i < 5; ++i) codes.push_back(DiagModule::takeAnswer(dialog, 1, 0));
+        return TestResult::PASS();
+    };
+    run(request);
+    EXPECT_THAT(codes, ElementsAre(MessageBox::AnswerRetry, 220, 1, 0, 150, std::nullopt))
+        << "numbers pass as they are, \"ok\" confirms, other words cancel; with none left the module asks itself";
+    ASSERT_EQ(recorded.prompts.size(), 5u);
+    EXPECT_EQ(recorded.prompts[1].id, 2) << "one count of prompt ids for boxes and the module's own prompts";
+    EXPECT_EQ(recorded.prompts[1].kind, "countryDialog");
+    EXPECT_EQ(recorded.prompts[1].title, "Country");
+    EXPECT_EQ(recorded.answers[1].code, 220);
+    EXPECT_EQ(recorded.answers[1].source, "answer");
+}
+
 } // namespace

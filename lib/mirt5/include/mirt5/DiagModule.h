@@ -3,6 +3,7 @@
 // hands control to the framework, and the services a running test calls.
 
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <vector>
 
@@ -100,6 +101,13 @@ public:
                                 int lookAndFeel, const DiagDevice* device, MessageBox::Callback callback,
                                 void* callbackData, unsigned long timeoutMs, unsigned long pollIntervalMs,
                                 bool timeoutEnabled);
+
+    // A prompt the module shows itself (a dialog of its own), answered in advance by the next
+    // --answer value so that an unattended run never waits for a person. Inside a run with an
+    // answer left: reports the prompt as opened and answered and gives the answer's code, a
+    // number as it is, "ok" as `okCode` and any other word as `cancelCode`. Otherwise gives
+    // nothing, and the module shows its prompt.
+    static std::optional<int> takeAnswer(Prompt prompt, int okCode, int cancelCode);
 };
 
 } // namespace mirt5

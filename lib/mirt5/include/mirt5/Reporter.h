@@ -15,7 +15,7 @@ enum class Severity { Warning, Error };
 
 struct Prompt {
     int id = 0;
-    qis::String kind;                 // "messageBox"
+    qis::String kind;                 // "messageBox"; a module's own prompt has its own kind
     int type = 0;                     // MessageBox::Type*
     qis::String title;
     qis::String text;
@@ -23,7 +23,7 @@ struct Prompt {
 };
 
 struct PromptAnswer {
-    int code = 0;                     // MessageBox::Answer*
+    int code = 0;                     // MessageBox::Answer*, or what a module's own prompt returns
     qis::String source;               // "answer", "host", "console", "timeout", "stop"
 };
 
