@@ -55,6 +55,11 @@ HRESULT ISampleCaptureGraphBuilder::FindPin(IUnknown* source, PIN_DIRECTION dire
     return inner_ ? inner_->FindPin(source, direction, category, type, unconnected, index, pin) : E_POINTER;
 }
 
+HRESULT ISampleCaptureGraphBuilder::SetOutputFileName(const GUID* subtype, LPCOLESTR file, IBaseFilter** mux,
+                                                      IFileSinkFilter** sink) {
+    return inner_ ? inner_->SetOutputFileName(subtype, file, mux, sink) : E_POINTER;
+}
+
 HRESULT ISampleCaptureGraphBuilder::GetFiltergraph(IGraphBuilder** graph) {
     return inner_ ? inner_->GetFiltergraph(graph) : E_POINTER;
 }

@@ -27,6 +27,8 @@ public:
     virtual HRESULT RenderStream(const GUID* category, const GUID* type, IUnknown* source, IBaseFilter* compressor,
                                  IBaseFilter* renderer);
     virtual HRESULT SetFiltergraph(IGraphBuilder* graph);
+    // The capture-to-file test's own operation: the file multiplexer and writer for `subtype`.
+    virtual HRESULT SetOutputFileName(const GUID* subtype, LPCOLESTR file, IBaseFilter** mux, IFileSinkFilter** sink);
 
     bool hasSystemBuilder() const { return static_cast<bool>(inner_); }
 

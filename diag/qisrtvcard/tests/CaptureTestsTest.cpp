@@ -1,1 +1,241 @@
+// The capture-to-screen and capture-to-file tests on the virtual card, as a host sees them.
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "ModuleTestSupport.h"
+#include "analog/GraphHandles.h"
+#include "frame/TestEntries.h"
+#include "tvsim/Simulation.h"
+
+namespace qisrtvcard {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using mirt5::TestResult;
+
+std::string card(const std::string& capabilities = R"("VideoCapture", "VideoCaptureBaseFilter", "AnalogTVTuner")",
+                 const std::string& captureTypes = R"(["Video"])", const std::string& extra = "") {
+    return R"({"device": {"name": "Capture card", "capabilities": [)" + capabilities + R"(],
+                          "properties": {"AnalogFriendlyName": "TV Capture"}},
+               "categories": {"VideoInputDevice": [{"friendlyName": "TV Capture", "filter": "capture"}]},
+               "filters": {"capture": {"captureTypes": )" + captureTypes + R"(, "previewPin": true,
+                   "format": {"width": 320, "height": 240, "framesPerSecond": 25},
+                   "tuner": {},
+                   "crossbar": {"outputs": ["Video_VideoDecoder", "Video_VideoDecoder"],
+                                "inputs": [{"physicalType": "Video_Tuner", "routesTo": [1]}]}}})" +
+           extra + "}";
+}
+
+void addFault(const char* object, const char* method, unsigned call = 0) {
+    tvsim::FaultRule rule;
+    rule.object = object;
+    rule.method = method;
+    rule.call = call;
+    tvsim::Simulation::current().faults().add(rule);
+}
+
+std::vector<std::string> arguments(const char* object, const char* method) {
+    std::vector<std::string> list;
+    for (const auto& call : tvsim::Simulation::current().journal().calls())
+        if ((qis::String(object) == "*" || call.object == object) && call.method == method) list.push_back(call.arguments.utf8() + (call.injected ? " (failed)" : ""));
+    return list;
+}
+
+bool haveDisplay() {
+    HWND probe = CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 1, 1, nullptr, nullptr, nullptr, nullptr);
+    if (!probe) return false;
+    DestroyWindow(probe);
+    return true;
+}
+
+// What an AVI file's main header promises, and whether its index lists as many video chunks.
+struct AviSummary {
+    bool riffAvi = false;
+    std::uint32_t totalFrames = 0;
+    std::uint32_t indexedVideoChunks = 0;
+};
+
+AviSummary readAvi(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    const std::string data((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    AviSummary summary;
+    auto u32 = [&](std::size_t at) {
+        std::uint32_t value = 0;
+        if (at + 4 <= data.size()) std::memcpy(&value, data.data() + at, 4);
+        return value;
+    };
+    summary.riffAvi = data.size() > 12 && data.compare(0, 4, "RIFF") == 0 && data.compare(8, 4, "AVI ") == 0;
+    const std::size_t avih = data.find("avih");
+    if (avih != std::string::npos) summary.totalFrames = u32(avih + 8 + 16); // dwTotalFrames
+    const std::size_t idx1 = data.rfind("idx1");
+    if (idx1 != std::string::npos)
+        for (std::size_t entry = idx1 + 8; entry + 16 <= idx1 + 8 + u32(idx1 + 4) && entry + 16 <= data.size(); entry += 16)
+            if (data.compare(entry + 2, 2, "dc") == 0 || data.compare(entry + 2, 2, "db") == 0) ++summary.indexedVideoChunks;
+    return summary;
+}
+
+class CaptureTests : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!haveDisplay()) GTEST_SKIP() << "no display (run under xvfb-run)";
+        testing::initialiseCatalogue();
+        // ".\capture.avi" is written to the current directory: the cases share one of their own.
+        // (It also holds the logs the module opens there, so it is not removed between cases.)
+        previousDirectory_ = std::filesystem::current_path();
+        directory_ = std::filesystem::temp_directory_path() / ("qisrtvcard-capture-" + std::to_string(GetCurrentProcessId()));
+        std::filesystem::create_directories(directory_);
+        std::filesystem::current_path(directory_);
+        std::filesystem::remove(captureFile());
+    }
+    void TearDown() override {
+        if (!previousDirectory_.empty()) std::filesystem::current_path(previousDirectory_);
+    }
+
+    void load(const std::string& scenario) {
+        system_.reset();
+        system_ = std::make_unique<testing::SimulatedSystem>(scenario);
+        probe_.device = system_->device();
+    }
+    TestResult run(TestResult (*entry)(const mirt5::DiagDevice&)) {
+        const auto started = tvsim::Simulation::current().elapsed();
+        const TestResult result = probe_.run(entry);
+        ranFor_ = std::chrono::duration<double>(tvsim::Simulation::current().elapsed() - started).count();
+        return result;
+    }
+    void expectNothingLeft() {
+        g_tvTuner.reset();
+        g_captureFilter.reset();
+        EXPECT_EQ(system_->liveObjects(), "");
+    }
+    std::filesystem::path captureFile() const { return directory_ / "capture.avi"; }
+
+    std::filesystem::path previousDirectory_, directory_;
+    std::unique_ptr<testing::SimulatedSystem> system_;
+    testing::Probe probe_;
+    double ranFor_ = 0;
+};
+
+TEST_F(CaptureTests, ScreenShowsThePreviewForThreeSecondsAndPasses) {
+    load(card());
+    EXPECT_EQ(run(CaptureToScreenTest), TestResult::PASS());
+    EXPECT_THAT(probe_.eventKeys(), IsEmpty());
+    EXPECT_GT(ranFor_, 3.0);
+    EXPECT_THAT(arguments("CaptureGraphBuilder2", "RenderStream").front(), ::testing::HasSubstr("PIN_CATEGORY_PREVIEW, MEDIATYPE_Video"));
+    EXPECT_THAT(arguments("*", "put_Mode"), ElementsAre("AMTUNER_MODE_TV"));
+    EXPECT_THAT(arguments("*", "Route"), ElementsAre("1, 0")); // the first output cannot take the tuner
+    EXPECT_EQ(tvsim::Simulation::current().journal().count("VideoRenderer", "put_Visible"), 2u); // shown, then hidden
+    expectNothingLeft();
+}
+
+TEST_F(CaptureTests, ScreenFallsThroughToTheStreamFormsOnAStreamOnlyDevice) {
+    std::string scenario = card(R"("VideoCapture", "VideoCaptureBaseFilter")", R"(["Stream"])",
+                                R"(, "converters": [{"name": "MPEG-2 Video Decoder", "input": "Video/MPEG2_VIDEO", "output": "Video/YUY2"},
+                                                    {"name": "MPEG Audio Decoder", "input": "Audio/MPEG1Payload", "output": "Audio/PCM"}])");
+    scenario.replace(scenario.find(R"("previewPin": true)"), 18, R"("previewPin": false)");
+    load(scenario);
+    EXPECT_EQ(run(CaptureToScreenTest), TestResult::PASS());
+    std::vector<std::string> forms;
+    for (const auto& call : tvsim::Simulation::current().journal().calls())
+        if (call.method == "RenderStream") forms.push_back(call.arguments.utf8() + (FAILED(call.result) ? " failed" : " rendered"));
+    ASSERT_GE(forms.size(), 2u);
+    EXPECT_EQ(forms[0], "PIN_CATEGORY_PREVIEW, MEDIATYPE_Video failed");
+    EXPECT_EQ(forms[1], "PIN_CATEGORY_CAPTURE, MEDIATYPE_Video failed");
+    // The stream goes through the module's MPEG-2 demultiplexer.
+    EXPECT_THAT(arguments("*", "AddFilter"), ::testing::Contains("MPEG2 Demux"));
+    EXPECT_TRUE(arguments("*", "put_Mode").empty()) << "no tuner capability, no TV mode";
+    expectNothingLeft();
+}
+
+TEST_F(CaptureTests, ScreenFailuresGiveTheirEventsAndResults) {
+    struct Case {
+        const char* object;
+        const char* method;
+        TestResult result;
+        const char* event;
+        const char* error;
+    };
+    const Case cases[] = {
+        {"FilterGraph", "AddFilter", TestResult::NOTSUPPORTED(), "warning:WarningHardwareDoesNotSupportAnalogTVCapture", nullptr},
+        {"CaptureGraphBuilder2", "RenderStream", TestResult::FAIL(), "error:ErrorCreatingFilterGraph", "RenderStream failed."},
+        {"VideoRenderer", "put_Owner", TestResult::FAIL(), "error:ErrorRenderingVideoStream", nullptr},
+        {"FilterGraph", "Run", TestResult::FAIL(), "error:ErrorCreatingFilterGraph", "The filter graph could not be started."},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.object) + "::" + c.method);
+        load(card());
+        addFault(c.object, c.method);
+        probe_.reporter.events.clear();
+        EXPECT_EQ(run(CaptureToScreenTest), c.result);
+        ASSERT_THAT(probe_.eventKeys(), ElementsAre(c.event));
+        if (c.error) EXPECT_EQ(probe_.reporter.events[0].variables.at("error"), c.error);
+        expectNothingLeft();
+    }
+}
+
+TEST_F(CaptureTests, FileReplacesAStaleCaptureWithThreeSecondsOfVideo) {
+    std::ofstream(captureFile()) << "stale";
+    load(card());
+    EXPECT_EQ(run(CaptureToFileTest), TestResult::PASS());
+    EXPECT_THAT(probe_.eventKeys(), IsEmpty());
+    const AviSummary avi = readAvi(captureFile());
+    EXPECT_TRUE(avi.riffAvi);
+    EXPECT_GE(avi.totalFrames, 75u); // 3 s at 25 frames a second
+    EXPECT_EQ(avi.indexedVideoChunks, avi.totalFrames);
+    EXPECT_EQ(tvsim::Simulation::current().journal().count("VideoRenderer", "CoCreateInstance"), 0u) << "nothing is shown";
+    expectNothingLeft();
+}
+
+TEST_F(CaptureTests, FileFallsBackToTheMpeg2WriterThenFailsWhenNeitherExists) {
+    load(card());
+    addFault("CaptureGraphBuilder2", "SetOutputFileName", 1);
+    EXPECT_EQ(run(CaptureToFileTest), TestResult::FAIL()); // the virtual system has no MPEG-2 writer
+    const auto calls = arguments("CaptureGraphBuilder2", "SetOutputFileName");
+    ASSERT_EQ(calls.size(), 2u);
+    EXPECT_THAT(calls[1], ::testing::HasSubstr("7DC2C665-4033-4CAF-9273-F7D797FB245C"));
+    ASSERT_THAT(probe_.eventKeys(), ElementsAre("error:ErrorCreatingFilterGraph"));
+    EXPECT_EQ(probe_.reporter.events[0].variables.at("error"), "SetOutputFileName failed.");
+    EXPECT_FALSE(std::filesystem::exists(captureFile()));
+    expectNothingLeft();
+}
+
+TEST_F(CaptureTests, FileRefusedByTheGraphIsAnErrorNotAnUnsupportedDevice) {
+    load(card());
+    addFault("FilterGraph", "AddFilter");
+    EXPECT_EQ(run(CaptureToFileTest), TestResult::FAIL());
+    ASSERT_THAT(probe_.eventKeys(), ElementsAre("error:ErrorCreatingFilterGraph"));
+    EXPECT_EQ(probe_.reporter.events[0].variables.at("error"), "AddFilter failed.");
+    expectNothingLeft();
+}
+
+TEST_F(CaptureTests, FileWithEveryRenderFormFailingReportsRenderStream) {
+    load(card());
+    addFault("CaptureGraphBuilder2", "RenderStream");
+    EXPECT_EQ(run(CaptureToFileTest), TestResult::FAIL());
+    // Interleaved and video into the multiplexer; the stream form goes straight to the writer.
+    EXPECT_EQ(arguments("CaptureGraphBuilder2", "RenderStream").size(), 2u);
+    EXPECT_THAT(arguments("*", "SetFileName"), ElementsAre(".\\capture.avi", ".\\capture.avi"));
+    ASSERT_THAT(probe_.eventKeys(), ElementsAre("error:ErrorCreatingFilterGraph"));
+    EXPECT_EQ(probe_.reporter.events[0].variables.at("error"), "RenderStream failed.");
+    EXPECT_EQ(probe_.reporter.percents.back(), 100);
+    expectNothingLeft();
+}
+
+TEST_F(CaptureTests, MediaCenterStopsBothBeforeAnyGraph) {
+    for (auto entry : {CaptureToScreenTest, CaptureToFileTest}) {
+        load(card(R"("VideoCapture")", R"(["Video"])", R"(, "processes": ["ehrec.exe"])"));
+        probe_.reporter.events.clear();
+        EXPECT_EQ(run(entry), TestResult::CANNOTRUN());
+        EXPECT_THAT(probe_.eventKeys(), ElementsAre("warning:MediaCenterIsRunning"));
+        EXPECT_EQ(tvsim::Simulation::current().journal().count("FilterGraph", "CoCreateInstance"), 0u);
+    }
+}
+
+} // namespace
+} // namespace qisrtvcard
