@@ -25,5 +25,9 @@ qis::Logger* traceLogger(qis::Logger* (*logger)());
 #define QISRTV_TRACE_CLEARQAM(name)                                                                                      \
     ::qis::TraceLogger qisrtvTraceScope(::qisrtvcard::traceLogger(::qisrtvcard::clearQamLogger), (name), ::qisrtvcard::kSourceFile, \
                                         __LINE__)
-// Asserts with the module's source name and the condition as written.
-#define QISRTV_ASSERT(condition) QIS_ASSERT(::qisrtvcard::kSourceFile, condition)
+// Asserts with the module's source name and the condition as written. Stringized here, not
+// in QIS_ASSERT, so that a macro such as SUCCEEDED( hr ) keeps its spelling in the message.
+#define QISRTV_ASSERT(condition)                                                                  \
+    do {                                                                                          \
+        if (!(condition)) throw ::qis::AssertionFailure(::qisrtvcard::kSourceFile, __LINE__, #condition); \
+    } while (0)
