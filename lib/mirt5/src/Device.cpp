@@ -1,4 +1,5 @@
 // The device under test and the tests' offer rules.
+#include "mirt5/Localization.h"
 #include "mirt5/DiagDevice.h"
 #include "mirt5/Test.h"
 
@@ -36,6 +37,8 @@ const DeviceProperty& DiagDevice::property(const qis::String& name) const {
     const auto it = properties_.find(name);
     return it == properties_.end() ? missing : it->second;
 }
+
+qis::String Test::localizedName() const { return Localization::testName(name_); }
 
 Test* Test::addParameter(Parameter* parameter) {
     if (parameter && !carries(parameter)) parameters_.push_back(parameter);

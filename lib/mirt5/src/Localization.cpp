@@ -15,6 +15,7 @@ struct Texts {
     std::mutex mutex;
     std::map<qis::String, qis::String> events;
     std::map<qis::String, qis::String> strings;
+    std::map<qis::String, qis::String> tests;
 };
 
 Texts& texts() {
@@ -45,6 +46,7 @@ bool readFile(const std::filesystem::path& path, Texts& into, qis::String* error
     };
     if (json.contains("events")) copy(json["events"], into.events);
     if (json.contains("strings")) copy(json["strings"], into.strings);
+    if (json.contains("tests")) copy(json["tests"], into.tests);
     return true;
 }
 
@@ -65,6 +67,8 @@ bool Localization::load(const std::filesystem::path& directory, const qis::Strin
         if (std::filesystem::exists(path) && readFile(path, loaded, nullptr)) break;
     }
     set(loaded.events, loaded.strings);
+    std::lock_guard lock(texts().mutex);
+    texts().tests = loaded.tests;
     return english;
 }
 
@@ -82,6 +86,12 @@ qis::String Localization::eventText(const qis::String& key) {
 qis::String Localization::stringText(const qis::String& key) {
     std::lock_guard lock(texts().mutex);
     return lookup(texts().strings, key);
+}
+
+qis::String Localization::testName(const qis::String& name) {
+    std::lock_guard lock(texts().mutex);
+    const auto it = texts().tests.find(name);
+    return it == texts().tests.end() ? name : it->second;
 }
 
 qis::String Localization::fill(const qis::String& text, const std::map<qis::String, qis::String>& variables) {

@@ -122,11 +122,15 @@ TEST(Texts, AKeyWithoutTextShowsAsTheBracketedKey) {
 TEST(Texts, ALanguageFileFallsBackToEnglishForKeysItLacks) {
     const auto directory = std::filesystem::temp_directory_path() / ("mirt5-texts-" + std::to_string(std::random_device()()));
     std::filesystem::create_directories(directory);
-    std::ofstream(directory / "en.json") << R"({"events": {"NoSignal": "No signal", "Scan": "Scanning {band}"}})";
-    std::ofstream(directory / "de.json") << R"({"events": {"NoSignal": "Kein Signal"}})";
+    std::ofstream(directory / "en.json") << R"({"events": {"NoSignal": "No signal", "Scan": "Scanning {band}"},
+                                                "tests": {"ScanTest": "Channel scan", "RadioTest": "Radio"}})";
+    std::ofstream(directory / "de.json") << R"({"events": {"NoSignal": "Kein Signal"}, "tests": {"ScanTest": "Kanalsuche"}})";
     const bool loaded = Localization::load(directory, "de-AT");
     std::filesystem::remove_all(directory);
     ASSERT_TRUE(loaded);
     EXPECT_EQ(Localization::eventText("NoSignal"), "Kein Signal") << "the German file serves Austria";
     EXPECT_EQ(Localization::eventText("Scan"), "Scanning {band}");
+    EXPECT_EQ(mirt5::Test("ScanTest", DeviceCapability(), nullptr).localizedName(), "Kanalsuche");
+    EXPECT_EQ(mirt5::Test("RadioTest", DeviceCapability(), nullptr).localizedName(), "Radio");
+    EXPECT_EQ(mirt5::Test("OtherTest", DeviceCapability(), nullptr).localizedName(), "OtherTest") << "a test without a text keeps its name";
 }

@@ -1,6 +1,7 @@
 #pragma once
 // Texts of events and localized strings, one JSON file per language:
-//   { "events": { "Key": "text with {variable}" }, "strings": { "Key": "..." } }
+//   { "events": { "Key": "text with {variable}" }, "strings": { "Key": "..." },
+//     "tests": { "TestName": "name shown to people" } }
 // A language file may hold only some keys; the rest come from English. A key missing from
 // English too shows as "[Key]", so a gap is visible rather than blank.
 
@@ -19,6 +20,8 @@ public:
     static void set(const std::map<qis::String, qis::String>& events, const std::map<qis::String, qis::String>& strings);
     static qis::String eventText(const qis::String& key);
     static qis::String stringText(const qis::String& key);
+    // The name of a test as people see it; the test's own name when the data has none.
+    static qis::String testName(const qis::String& name);
     // Replaces each "{name}" with the variable's value; unknown names stay as written.
     static qis::String fill(const qis::String& text, const std::map<qis::String, qis::String>& variables);
 };

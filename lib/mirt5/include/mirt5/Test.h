@@ -23,6 +23,8 @@ public:
         : name_(std::move(name)), capabilities_(std::move(capabilities)), entry_(entry) {}
 
     const qis::String& name() const { return name_; }
+    // The name in the user's language (window captions, box titles).
+    qis::String localizedName() const;
     const DeviceCapability& capabilities() const { return capabilities_; }
     TestEntry entry() const { return entry_; }
     bool isInteractive() const { return interactive_; }
