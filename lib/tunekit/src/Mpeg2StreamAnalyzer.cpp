@@ -76,7 +76,7 @@ TransportStreamStatistics Mpeg2StreamAnalyzer::analyze(const unsigned char* buff
         ++stats.packets;
 
         const unsigned pid = (static_cast<unsigned>(packet[1] & 0x1F) << 8) | packet[2];
-        const unsigned char counter = packet[3] & kCounterMask;
+        const unsigned char counter = static_cast<unsigned char>(packet[3] & kCounterMask);
         // The demodulator could not correct this packet. Its header is usually still right, so
         // its counter is taken over without judging it: the damage is counted once, here, and
         // a header that was wrong shows up as a continuity error on the next packet.
@@ -114,7 +114,7 @@ TransportStreamStatistics Mpeg2StreamAnalyzer::analyze(const unsigned char* buff
             state = static_cast<unsigned char>(kCounterKnown | counter);
             continue;
         }
-        const unsigned char last = state & kCounterMask;
+        const unsigned char last = static_cast<unsigned char>(state & kCounterMask);
         if (!(control & 0x1)) {
             // Without payload the counter must stay where it was.
             if (counter != last) {
@@ -126,7 +126,7 @@ TransportStreamStatistics Mpeg2StreamAnalyzer::analyze(const unsigned char* buff
         if (counter == last) {
             // A packet may be sent twice; a third copy is an error.
             if (state & kDuplicateSeen) ++stats.continuityErrors;
-            else state |= kDuplicateSeen;
+            else state = static_cast<unsigned char>(state | kDuplicateSeen);
             continue;
         }
         if (counter != ((last + 1) & kCounterMask)) ++stats.continuityErrors;

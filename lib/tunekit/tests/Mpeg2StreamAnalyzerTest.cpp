@@ -35,7 +35,7 @@ Bytes packet(const PacketFields& f) {
     const unsigned control = (adaptation ? 2u : 0u) | (f.payload ? 1u : 0u);
     p[3] = static_cast<unsigned char>((control << 4) | (f.counter & 0x0F));
     if (adaptation) {
-        p[4] = f.payload ? 7 : 183;
+        p[4] = static_cast<unsigned char>(f.payload ? 7 : 183);
         p[5] = static_cast<unsigned char>((f.discontinuity ? 0x80 : 0) | (f.pcr ? 0x10 : 0));
     }
     return p;

@@ -64,7 +64,7 @@ protected:
 
     void SetUp() override {
         if (programme_.empty())
-            GTEST_SKIP() << "ffmpeg is not installed here (apt-get install ffmpeg); real streams cannot be made";
+            GTEST_SKIP() << "ffmpeg could not be run here (Debian: apt-get install ffmpeg), so no real stream was made";
         ASSERT_EQ(programme_.size() % kPacket, 0u);
         ASSERT_GT(programme_.size() / kPacket, 500u);
     }
