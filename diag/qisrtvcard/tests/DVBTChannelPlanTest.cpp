@@ -1,0 +1,238 @@
+#include <gtest/gtest.h>
+#include "digital/DVBTChannelPlan.h"
+
+#include <cstdint>
+#include <ostream>
+#include <tuple>
+#include <vector>
+
+#include "qis/Exception.h"
+
+namespace qisrtvcard {
+
+bool operator==(const DVBTChannel& a, const DVBTChannel& b) {
+    return std::tie(a.frequency, a.modulation, a.transmissionMode, a.guardInterval, a.codeRate, a.bandwidth) ==
+           std::tie(b.frequency, b.modulation, b.transmissionMode, b.guardInterval, b.codeRate, b.bandwidth);
+}
+
+void PrintTo(const DVBTChannel& c, std::ostream* out) {
+    *out << "{" << c.frequency << " kHz, modulation " << c.modulation << ", mode " << c.transmissionMode << ", guard "
+         << c.guardInterval << ", code rate " << c.codeRate << ", " << c.bandwidth << " MHz}";
+}
+
+namespace {
+
+// BDA values, written out by hand so that a wrong name table shows.
+enum : std::uint32_t { QAM16 = 1, QAM64 = 3, QPSK = 20 };
+enum : std::uint32_t { MODE_2K = 1, MODE_8K = 2 };
+enum : std::uint32_t { GI_1_32 = 1, GI_1_16 = 2, GI_1_8 = 3, GI_1_4 = 4 };
+enum : std::uint32_t { CR_1_2 = 1, CR_2_3 = 2, CR_3_4 = 3, CR_5_6 = 6, CR_7_8 = 8 };
+
+constexpr std::uint32_t kVhf = 177500;
+constexpr std::uint32_t kUhf = 474000;
+
+DVBTChannel ch(std::uint32_t frequency, std::uint32_t modulation, std::uint32_t mode, std::uint32_t guard,
+               std::uint32_t codeRate, std::uint32_t bandwidth) {
+    return DVBTChannel{frequency, modulation, mode, guard, codeRate, bandwidth};
+}
+
+class DVBTChannelPlanTest : public testing::Test {
+protected:
+    std::vector<DVBTChannel> build(std::uint32_t country, const std::vector<std::uint32_t>& frequencies) {
+        plan.buildForCountry(country, frequencies.data(), static_cast<std::uint32_t>(frequencies.size()));
+        return records();
+    }
+
+    std::vector<DVBTChannel> records() const {
+        std::vector<DVBTChannel> out;
+        for (std::uint32_t i = 0; i < plan.channelCount(); ++i) out.push_back(plan.channel(i));
+        return out;
+    }
+
+    DVBTChannelPlan plan;
+};
+
+TEST_F(DVBTChannelPlanTest, GermanyTriesEverySetOnEveryFrequencyBeforeTheNextSet) {
+    const std::vector<DVBTChannel> expected = {
+        ch(kVhf, QAM16, MODE_8K, GI_1_8, CR_2_3, 7),  ch(kUhf, QAM16, MODE_8K, GI_1_8, CR_2_3, 8),
+        ch(kVhf, QAM16, MODE_8K, GI_1_4, CR_3_4, 7),  ch(kUhf, QAM16, MODE_8K, GI_1_4, CR_3_4, 8),
+        ch(kVhf, QAM64, MODE_8K, GI_1_16, CR_2_3, 7), ch(kUhf, QAM64, MODE_8K, GI_1_16, CR_2_3, 8),
+        ch(kVhf, QAM64, MODE_8K, GI_1_4, CR_2_3, 7),  ch(kUhf, QAM64, MODE_8K, GI_1_4, CR_2_3, 8),
+    };
+    EXPECT_EQ(build(49, {kVhf, kUhf}), expected);
+    EXPECT_EQ(plan.countryCode(), 49u);
+}
+
+TEST_F(DVBTChannelPlanTest, UnitedKingdomUses2KMode) {
+    const std::vector<DVBTChannel> expected = {
+        ch(474000, QAM16, MODE_2K, GI_1_32, CR_3_4, 8), ch(490000, QAM16, MODE_2K, GI_1_32, CR_3_4, 8),
+        ch(474000, QAM64, MODE_2K, GI_1_32, CR_2_3, 8), ch(490000, QAM64, MODE_2K, GI_1_32, CR_2_3, 8),
+    };
+    EXPECT_EQ(build(44, {474000, 490000}), expected);
+}
+
+TEST_F(DVBTChannelPlanTest, BandsSplitAt300000WhichIsUhf) {
+    EXPECT_TRUE(build(46, {177500, 226500, 299999}).empty()) << "a UHF-only country has nothing to try on VHF";
+
+    const std::vector<DVBTChannel> germany = build(49, {299999, 300000});
+    ASSERT_EQ(germany.size(), 8u);
+    for (std::size_t i = 0; i < germany.size(); i += 2) {
+        EXPECT_EQ(germany[i].frequency, 299999u) << i;
+        EXPECT_EQ(germany[i].bandwidth, 7u) << i;
+        EXPECT_EQ(germany[i + 1].frequency, 300000u) << i;
+        EXPECT_EQ(germany[i + 1].bandwidth, 8u) << i;
+    }
+}
+
+TEST_F(DVBTChannelPlanTest, AustraliaTriesEveryFrequencyTwiceAt7MHz) {
+    const std::vector<std::uint32_t> frequencies = {177500, 191500, 219500, 529500, 781500};
+    const std::vector<DVBTChannel> records = build(61, frequencies);
+    ASSERT_EQ(records.size(), 2 * frequencies.size());
+    for (std::size_t i = 0; i < records.size(); ++i) {
+        const bool firstSet = i < frequencies.size();
+        EXPECT_EQ(records[i], ch(frequencies[i % frequencies.size()], QAM64, MODE_8K, firstSet ? GI_1_16 : GI_1_8,
+                                 firstSet ? CR_3_4 : CR_2_3, 7));
+    }
+}
+
+TEST_F(DVBTChannelPlanTest, UnknownCountryGetsTheDefaultSetOnEveryFrequency) {
+    for (const std::uint32_t code : {0u, 1u, 35u, 4294967295u}) {
+        EXPECT_EQ(build(code, {kVhf, kUhf}),
+                  (std::vector<DVBTChannel>{ch(kVhf, QAM64, MODE_8K, GI_1_32, CR_2_3, 8),
+                                            ch(kUhf, QAM64, MODE_8K, GI_1_32, CR_2_3, 8)}))
+            << code;
+    }
+}
+
+TEST_F(DVBTChannelPlanTest, RebuildReplacesTheRecordsForEveryPlanObject) {
+    build(49, {kVhf, kUhf, 522000});
+    ASSERT_EQ(plan.channelCount(), 12u);
+    const std::vector<DVBTChannel> taiwan = build(886, {kUhf, 522000});
+    EXPECT_EQ(plan.channelCount(), 8u);
+    EXPECT_EQ(plan.countryCode(), 886u);
+    for (const DVBTChannel& c : taiwan) EXPECT_EQ(c.bandwidth, 6u);
+    EXPECT_EQ(taiwan.front(), ch(kUhf, QAM16, MODE_8K, GI_1_8, CR_1_2, 6));
+    EXPECT_EQ(taiwan.back(), ch(522000, QAM16, MODE_8K, GI_1_8, CR_2_3, 6));
+
+    // The list is class-wide: another plan object reads the same records.
+    const DVBTChannelPlan other;
+    EXPECT_EQ(other.channelCount(), 8u);
+    EXPECT_EQ(other.channel(7), taiwan.back());
+}
+
+TEST_F(DVBTChannelPlanTest, ReadingAtOrPastTheCountRaisesWithTheBounds) {
+    build(30, {kUhf, 490000, 506000});
+    ASSERT_EQ(plan.channelCount(), 3u);
+    try {
+        (void)plan.channel(3);
+        ADD_FAILURE() << "no exception";
+    } catch (const qis::IndexOutOfBounds& e) {
+        EXPECT_EQ(e.getLower(), 0);
+        EXPECT_EQ(e.getUpper(), 2);
+        EXPECT_EQ(e.getIndex(), 3);
+    }
+    EXPECT_THROW((void)plan[100], qis::IndexOutOfBounds);
+
+    build(30, {});
+    EXPECT_EQ(plan.channelCount(), 0u);
+    try {
+        (void)plan.channel(0);
+        ADD_FAILURE() << "no exception";
+    } catch (const qis::IndexOutOfBounds& e) {
+        EXPECT_EQ(e.getLower(), 0);
+        EXPECT_EQ(e.getUpper(), -1);
+        EXPECT_EQ(e.getIndex(), 0);
+    }
+    plan.buildForCountry(49, nullptr, 0);
+    EXPECT_EQ(plan.channelCount(), 0u);
+}
+
+TEST_F(DVBTChannelPlanTest, NameTablesKeepTheirExactNames) {
+    build(1, {});
+    const auto& modulations = DVBTChannelPlan::modulationNames();
+    EXPECT_EQ(modulations.size(), 24u);
+    EXPECT_EQ(modulations.get("8SVB"), 23u);
+    EXPECT_EQ(modulations.get("16SVB"), 24u);
+    EXPECT_FALSE(modulations.containsKey("8VSB"));
+    EXPECT_FALSE(modulations.containsKey("64qam")) << "names compare case-sensitively";
+    EXPECT_EQ(DVBTChannelPlan::transmissionModeNames().size(), 2u);
+    EXPECT_EQ(DVBTChannelPlan::guardIntervalNames().size(), 4u);
+    EXPECT_EQ(DVBTChannelPlan::codeRateNames().size(), 8u);
+    EXPECT_EQ(DVBTChannelPlan::codeRateNames().get("5/11"), 7u);
+}
+
+TEST_F(DVBTChannelPlanTest, UnknownNamesTakeDefaultsAndAnyOtherBandAdmitsAll) {
+    build(1, {});
+    const std::uint32_t frequencies[] = {kVhf, kUhf};
+    plan.addParameterSet("8VSB", "4K", "1/3", "9/10", "12", "all", frequencies, 2);
+    plan.addParameterSet("QPSK", "2K", "1/16", "5/6", "6", "VHF", frequencies, 2);
+    plan.addParameterSet("16qam", "8K", "1/4", "7/8", "7", "uhf", frequencies, 2);
+    const std::vector<DVBTChannel> expected = {
+        ch(kVhf, QAM64, MODE_8K, GI_1_32, CR_1_2, 8), ch(kUhf, QAM64, MODE_8K, GI_1_32, CR_1_2, 8),
+        ch(kVhf, QPSK, MODE_2K, GI_1_16, CR_5_6, 6),
+        ch(kVhf, QAM64, MODE_8K, GI_1_4, CR_7_8, 7),  ch(kUhf, QAM64, MODE_8K, GI_1_4, CR_7_8, 7),
+    };
+    EXPECT_EQ(records(), expected);
+}
+
+// Every row of the country table: how many sets it has and what the first one is. One VHF and
+// one UHF frequency: a VHF or UHF set gives one record, an "ALL" set two.
+struct CountryExpectation {
+    std::uint32_t code;
+    std::size_t sets;
+    bool allBands;
+    DVBTChannel first;
+};
+
+TEST_F(DVBTChannelPlanTest, EveryCountryRowHasItsSetsInOrder) {
+    const CountryExpectation rows[] = {
+        {30, 1, false, ch(kUhf, QAM64, MODE_8K, GI_1_8, CR_3_4, 8)},
+        {31, 2, false, ch(kUhf, QAM64, MODE_8K, GI_1_8, CR_2_3, 8)},
+        {32, 3, false, ch(kUhf, QAM64, MODE_8K, GI_1_8, CR_1_2, 8)},
+        {33, 2, false, ch(kUhf, QAM64, MODE_8K, GI_1_32, CR_2_3, 8)},
+        {34, 1, false, ch(kUhf, QAM64, MODE_8K, GI_1_4, CR_2_3, 8)},
+        {36, 1, false, ch(kUhf, QAM64, MODE_8K, GI_1_32, CR_2_3, 8)},
+        {39, 2, false, ch(kVhf, QAM64, MODE_8K, GI_1_32, CR_3_4, 7)},
+        {41, 4, false, ch(kUhf, QAM64, MODE_8K, GI_1_32, CR_2_3, 8)},
+        {43, 1, false, ch(kUhf, QAM16, MODE_8K, GI_1_4, CR_3_4, 8)},
+        {44, 2, false, ch(kUhf, QAM16, MODE_2K, GI_1_32, CR_3_4, 8)},
+        {45, 1, false, ch(kUhf, QAM64, MODE_8K, GI_1_4, CR_2_3, 8)},
+        {46, 1, false, ch(kUhf, QAM64, MODE_8K, GI_1_8, CR_2_3, 8)},
+        {47, 1, false, ch(kUhf, QAM64, MODE_8K, GI_1_8, CR_2_3, 8)},
+        {48, 2, false, ch(kUhf, QAM64, MODE_8K, GI_1_32, CR_2_3, 8)},
+        {49, 8, false, ch(kVhf, QAM16, MODE_8K, GI_1_8, CR_2_3, 7)},
+        {61, 2, true, ch(kVhf, QAM64, MODE_8K, GI_1_16, CR_3_4, 7)},
+        {64, 1, false, ch(kUhf, QAM64, MODE_8K, GI_1_32, CR_3_4, 8)},
+        {65, 2, false, ch(kUhf, QAM64, MODE_8K, GI_1_8, CR_2_3, 8)},
+        {298, 1, false, ch(kUhf, QAM64, MODE_8K, GI_1_8, CR_3_4, 8)},
+        {351, 1, false, ch(kUhf, QAM64, MODE_8K, GI_1_4, CR_2_3, 8)},
+        {354, 1, false, ch(kUhf, QAM64, MODE_8K, GI_1_32, CR_2_3, 8)},
+        {358, 1, false, ch(kUhf, QAM64, MODE_8K, GI_1_8, CR_2_3, 8)},
+        {370, 1, false, ch(kUhf, QAM64, MODE_8K, GI_1_32, CR_2_3, 8)},
+        {371, 1, false, ch(kUhf, QAM64, MODE_8K, GI_1_32, CR_2_3, 8)},
+        {372, 1, false, ch(kUhf, QAM64, MODE_8K, GI_1_8, CR_2_3, 8)},
+        {380, 1, false, ch(kUhf, QAM64, MODE_8K, GI_1_32, CR_2_3, 8)},
+        {386, 4, false, ch(kVhf, QAM64, MODE_8K, GI_1_8, CR_2_3, 7)},
+        {420, 2, false, ch(kUhf, QAM64, MODE_8K, GI_1_8, CR_2_3, 8)},
+        {421, 2, false, ch(kUhf, QAM64, MODE_8K, GI_1_32, CR_2_3, 8)},
+        {886, 4, false, ch(kUhf, QAM16, MODE_8K, GI_1_8, CR_1_2, 6)},
+    };
+    for (const CountryExpectation& row : rows) {
+        SCOPED_TRACE(testing::Message() << "country " << row.code);
+        const std::vector<DVBTChannel> records = build(row.code, {kVhf, kUhf});
+        ASSERT_EQ(records.size(), row.allBands ? 2 * row.sets : row.sets);
+        EXPECT_EQ(records.front(), row.first);
+        for (const DVBTChannel& c : records) {
+            // VHF sets are 7 MHz; UHF sets 8 MHz except Taiwan's 6 MHz.
+            if (!row.allBands) EXPECT_EQ(c.bandwidth, c.frequency == kVhf ? 7u : row.code == 886 ? 6u : 8u);
+        }
+    }
+
+    // The later sets that differ only in ways the first set cannot show.
+    EXPECT_EQ(build(65, {kUhf}).back(), ch(kUhf, QPSK, MODE_2K, GI_1_4, CR_1_2, 8));
+    EXPECT_EQ(build(386, {kVhf}).back(), ch(kVhf, QPSK, MODE_8K, GI_1_4, CR_1_2, 7));
+    EXPECT_EQ(build(41, {kUhf}).back(), ch(kUhf, QAM16, MODE_8K, GI_1_16, CR_5_6, 8));
+}
+
+} // namespace
+} // namespace qisrtvcard

@@ -1,0 +1,141 @@
+// The analyzer on transport streams from a real multiplexer (ffmpeg), clean and damaged the
+// ways a weak signal damages them.
+#include <gtest/gtest.h>
+#include "tunekit/Mpeg2StreamAnalyzer.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace tunekit {
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+constexpr std::size_t kPacket = 188;
+
+#ifdef _WIN32
+constexpr const char* kDiscard = " >NUL 2>&1";
+#else
+constexpr const char* kDiscard = " >/dev/null 2>&1";
+#endif
+
+Bytes readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// Two seconds of test picture (and tone) made by ffmpeg; empty when ffmpeg cannot be run.
+Bytes makeStream(const std::string& extraArguments) {
+    const std::string path =
+        testing::TempDir() + "tunekit_" + std::to_string(std::random_device()()) + ".ts";
+    const std::string command =
+        "ffmpeg -hide_banner -loglevel error -nostdin -y -f lavfi -i testsrc=size=320x240:rate=25 " + extraArguments +
+        " -t 2 -c:v mpeg2video -f mpegts \"" + path + "\"" + kDiscard;
+    Bytes bytes;
+    if (std::system(command.c_str()) == 0) bytes = readFile(path);
+    std::remove(path.c_str());
+    return bytes;
+}
+
+unsigned long quality(const Bytes& bytes) {
+    return Mpeg2StreamAnalyzer::signalQuality(bytes.data(), static_cast<unsigned long>(bytes.size()));
+}
+
+TransportStreamStatistics stats(const Bytes& bytes) { return Mpeg2StreamAnalyzer::analyze(bytes.data(), bytes.size()); }
+
+Bytes dropEvery(const Bytes& stream, std::size_t n) {
+    Bytes out;
+    for (std::size_t i = 0; i * kPacket < stream.size(); ++i)
+        if (i % n != n - 1) out.insert(out.end(), stream.begin() + i * kPacket, stream.begin() + (i + 1) * kPacket);
+    return out;
+}
+
+class FfmpegStreamTest : public testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        if (std::system((std::string("ffmpeg -version") + kDiscard).c_str()) != 0) return;
+        programme_ = makeStream("-f lavfi -i sine=frequency=440:sample_rate=48000 -c:a mp2");
+        padded_ = makeStream("-muxrate 3M");
+    }
+
+    void SetUp() override {
+        if (programme_.empty())
+            GTEST_SKIP() << "ffmpeg could not be run here (Debian: apt-get install ffmpeg), so no real stream was made";
+        ASSERT_EQ(programme_.size() % kPacket, 0u);
+        ASSERT_GT(programme_.size() / kPacket, 500u);
+    }
+
+    static Bytes programme_;
+    static Bytes padded_;
+};
+
+Bytes FfmpegStreamTest::programme_;
+Bytes FfmpegStreamTest::padded_;
+
+TEST_F(FfmpegStreamTest, CleanStreamsAreUsable) {
+    const TransportStreamStatistics s = stats(programme_);
+    EXPECT_EQ(s.continuityErrors + s.transportErrors + s.malformedPackets + s.lostPackets, 0u);
+    EXPECT_GT(s.pcrPackets, 0u);
+    EXPECT_GE(quality(programme_), 95u);
+
+    ASSERT_FALSE(padded_.empty());
+    EXPECT_GT(stats(padded_).nullPackets, 0u) << "a constant-rate multiplex is padded";
+    EXPECT_GE(quality(padded_), 95u);
+}
+
+TEST_F(FfmpegStreamTest, UncorrectablePacketsLowerTheScore) {
+    Bytes light = programme_;
+    Bytes heavy = programme_;
+    for (std::size_t i = 0; i * kPacket < programme_.size(); ++i) {
+        if (i % 100 == 0) light[i * kPacket + 1] |= 0x80;
+        if (i % 5 == 0) heavy[i * kPacket + 1] |= 0x80;
+    }
+    EXPECT_LT(quality(light), quality(programme_));
+    EXPECT_GT(quality(light), 50u);
+    EXPECT_LE(quality(heavy), 50u);
+}
+
+TEST_F(FfmpegStreamTest, BitErrorsInHeadersLowerTheScore) {
+    std::mt19937 random(42);
+    Bytes damaged = programme_;
+    for (std::size_t i = 0; i * kPacket < damaged.size(); i += 5) {
+        const unsigned bit = random() % 32;
+        damaged[i * kPacket + bit / 8] ^= static_cast<unsigned char>(1u << (bit % 8));
+    }
+    const TransportStreamStatistics s = stats(damaged);
+    EXPECT_GT(s.continuityErrors + s.lostPackets + s.transportErrors + s.malformedPackets, 0u);
+    EXPECT_LE(quality(damaged), 50u);
+}
+
+TEST_F(FfmpegStreamTest, DroppedPacketsBreakContinuity) {
+    const Bytes few = dropEvery(programme_, 200);
+    const Bytes many = dropEvery(programme_, 10);
+    EXPECT_GT(stats(few).continuityErrors, 0u);
+    EXPECT_GT(stats(many).continuityErrors, stats(few).continuityErrors);
+    EXPECT_LT(quality(few), quality(programme_));
+    EXPECT_GT(quality(few), 50u);
+    EXPECT_LE(quality(many), 50u);
+}
+
+TEST_F(FfmpegStreamTest, TruncatedPacketsLoseSync) {
+    Bytes cut;
+    for (std::size_t i = 0; i * kPacket < programme_.size(); ++i) {
+        const auto start = programme_.begin() + static_cast<std::ptrdiff_t>(i * kPacket);
+        cut.insert(cut.end(), start, start + (i % 10 == 9 ? 120 : kPacket));
+    }
+    const TransportStreamStatistics s = stats(cut);
+    EXPECT_GT(s.syncLosses, 0u);
+    EXPECT_LE(quality(cut), 50u);
+
+    // A buffer that merely ends inside a packet is no worse than the packets it holds.
+    const Bytes shortened(programme_.begin(), programme_.end() - 77);
+    EXPECT_EQ(stats(shortened).lostPackets, 0u);
+    EXPECT_GE(quality(shortened), 95u);
+}
+
+} // namespace
+} // namespace tunekit
