@@ -2,6 +2,7 @@
 #include "analog/GraphHandles.h"
 #include "frame/Catalogue.h"
 #include "frame/ComFactory.h"
+#include "frame/PropertyBag.h"
 #include "frame/Trace.h"
 #include "qis/HashTable.h"
 
@@ -14,17 +15,6 @@ constexpr const char* kNoDeviceEnumerator = "CLSID_SystemDeviceEnum failed.";
 // The same text whatever category was asked for.
 constexpr const char* kNoClassEnumerator = "CLSID_VideoInputDeviceCategory failed.";
 constexpr std::size_t kSeenNameBuckets = 32;
-
-// Reads a text property of a moniker's property bag; false when the bag has none.
-bool readText(IPropertyBag* bag, const wchar_t* name, qis::String& text) {
-    VARIANT value;
-    VariantInit(&value);
-    const HRESULT hr = bag->Read(name, &value, nullptr);
-    const bool ok = SUCCEEDED(hr) && value.vt == VT_BSTR;
-    if (ok) text = qis::String(value.bstrVal ? value.bstrVal : L"");
-    VariantClear(&value);
-    return ok;
-}
 
 // Identical cards share a friendly name: the second is "N 2", the third "N 3", in enumeration order.
 qis::String numbered(const qis::String& name, const qis::HashTable<bool>& seen) {
