@@ -1,18 +1,98 @@
-// Entries of the digital tests. Their bodies come with the BDA graph toolkit.
-#include "frame/NotYetAvailable.h"
+// Entries of the digital tests: the OpenCable receiver gets its own test after a warning, other
+// cards the ATSC scan and, only when that cannot run, DVB-T; and the Clear QAM scan.
+#include "digital/ClearQamTest.h"
+#include "digital/DigitalTests.h"
+#include "digital/AtscTuning.h"
+#include "digital/DigitalLog.h"
+#include "digital/FilterLoading.h"
+#include "frame/Catalogue.h"
+#include "frame/ComFactory.h"
+#include "frame/Services.h"
 #include "frame/TestEntries.h"
 #include "frame/Trace.h"
+#include "qis/System.h"
+#include "tunekit/ComPtr.h"
+#include "tunekit/SmartCoInitialize.h"
 
 namespace qisrtvcard {
+namespace {
 
-mirt5::TestResult DigitalTVSignalTest(const mirt5::DiagDevice&) {
-    QISRTV_TRACE("DigitalTVSignalTest");
-    return notYetAvailable("DigitalTVSignalTest");
+using mirt5::DiagModule;
+using mirt5::TestResult;
+using tunekit::ComPtr;
+
+constexpr const char* kOcurName = "ATI TV Wonder OpenCable Receiver";
+constexpr const char* kCoInitializeFailed = "CoInitializeEx failed: ";
+constexpr const char* kOcurPromptKind = "ocurWarning";
+constexpr const wchar_t* kProviderName = L"Microsoft Network Provider";
+constexpr unsigned long kAfterScanMilliseconds = 2000;
+
+TestResult mediaCenterRunning() {
+    DiagModule::warning(MediaCenterIsRunning, kSourceFile, __LINE__);
+    return TestResult::CANNOTRUN();
 }
 
-mirt5::TestResult ClearQAMTest(const mirt5::DiagDevice&) {
+// The OK/Cancel warning before an OpenCable receiver is tuned. It has no time-out; a host
+// running unattended answers it in advance.
+bool confirmOcurWarning() {
+    const qis::String text = OCURWarningMessage->localizedString();
+    const qis::String caption = DigitalTVSignalTestHandle->localizedName();
+    mirt5::Prompt prompt;
+    prompt.kind = kOcurPromptKind;
+    prompt.title = caption;
+    prompt.text = text;
+    if (const auto answer = DiagModule::takeAnswer(prompt, IDOK, IDCANCEL)) return *answer == IDOK;
+    return MessageBoxW(nullptr, text.wide().c_str(), caption.wide().c_str(), MB_OKCANCEL) == IDOK;
+}
+
+} // namespace
+
+TestResult DigitalTVSignalTest(const mirt5::DiagDevice& device) {
+    QISRTV_TRACE("DigitalTVSignalTest");
+    QISRTV_ASSERT(device.intersectCapability(mirt5::DeviceCapability::VideoCapture()));
+    if (isMediaCenterRunning()) return mediaCenterRunning(); // before COM or any box
+    tunekit::SmartCoInitialize com;
+    if (!com.initialize()) {
+        QISRTV_LOG(qis::LogPriority::Info, kCoInitializeFailed + com.initError());
+        DiagModule::warning(WarningWindowSetupProblem, kSourceFile, __LINE__);
+        return TestResult::CANNOTRUN();
+    }
+    if (device.name().contains(kOcurName)) return confirmOcurWarning() ? TestOcurDevice(device) : TestResult::USERABORTED();
+    const TestResult atsc = ATSCTestWrapper(device);
+    qis::System::sleepMilliseconds(kAfterScanMilliseconds);
+    // Only a card without an ATSC path goes on to DVB-T; an ATSC scan without signal is final.
+    return atsc == TestResult::CANNOTRUN() ? RunDVBTest(device) : atsc;
+}
+
+TestResult ClearQAMTest(const mirt5::DiagDevice& device) {
     QISRTV_TRACE("ClearQAMTest");
-    return notYetAvailable("ClearQAMTest");
+    initializeCom(COINIT_APARTMENTTHREADED); // its result is not examined
+    if (isMediaCenterRunning()) return mediaCenterRunning(); // COM stays initialised on this path
+    const TestResult result = ClearQAMTestWrapper(device);
+    qis::System::sleepMilliseconds(kAfterScanMilliseconds);
+    if (result == TestResult::NOSIGNAL()) DiagModule::warning(ErrorNoSignalQC, kSourceFile, __LINE__);
+    CoUninitialize();
+    return result;
+}
+
+// Every failure here is an impossible graph and throws; the ATSC path returns CANNOTRUN instead.
+TestResult ClearQAMTestWrapper(const mirt5::DiagDevice& device) {
+    QISRTV_TRACE("ClearQAMTestWrapper");
+    ComPtr<IGraphBuilder> graph;
+    HRESULT hr = createInstance(CLSID_FilterGraph, nullptr, CLSCTX_ALL, IID_IGraphBuilder, graph.putVoid());
+    QISRTV_ASSERT(SUCCEEDED( hr ));
+    ComPtr<IBaseFilter> NetworkProviderFilter;
+    NetworkProviderFilter.attach(getNetworkProvider());
+    QISRTV_ASSERT(NetworkProviderFilter);
+    hr = graph->AddFilter(NetworkProviderFilter.get(), kProviderName);
+    QISRTV_ASSERT(SUCCEEDED( hr ));
+    ComPtr<IBaseFilter> tuner, receiver;
+    if (!LoadFilter(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, tuner.put(), NetworkProviderFilter.get(), true, graph.get(), device, false))
+        QISRTV_ASSERT(false);
+    if (!LoadFilter(tunekit::KSCATEGORY_BDA_RECEIVER_COMPONENT, receiver.put(), tuner.get(), true, graph.get(), device, false))
+        QISRTV_ASSERT(false);
+    return RunClearQAMTest(graph.get(), NetworkProviderFilter.get(), tuner.get(), receiver.get(), *TestingChannel,
+                           ClearQAMTestHandle->localizedName());
 }
 
 } // namespace qisrtvcard
