@@ -346,14 +346,15 @@ private:
         if (SUCCEEDED(out->ConnectedTo(peer.put()))) return VFW_E_ALREADY_CONNECTED;
         ComPtr<IEnumMediaTypes> types;
         if (FAILED(out->EnumMediaTypes(types.put()))) return VFW_E_CANNOT_RENDER;
-        bool video = false, audio = false;
+        bool video = false, audio = false, sections = false;
         for (AM_MEDIA_TYPE* type = nullptr; types->Next(1, &type, nullptr) == S_OK;) {
             video = video || type->majortype == MEDIATYPE_Video;
             audio = audio || type->majortype == MEDIATYPE_Audio;
+            sections = sections || type->majortype == MEDIATYPE_MPEG2_SECTIONS;
             freeMediaType(*type);
             CoTaskMemFree(type);
         }
-        if (!video && !audio) return VFW_E_CANNOT_RENDER;
+        if (!video && !audio) return sections ? renderSections(out) : VFW_E_CANNOT_RENDER;
         ComPtr<IBaseFilter> renderer;
         HRESULT hr = Simulation::current().createInstance(video ? CLSID_VideoRenderer : CLSID_DSoundRender, nullptr,
                                                           CLSCTX_INPROC_SERVER, IID_IBaseFilter, renderer.putVoid());
@@ -368,6 +369,24 @@ private:
             return VFW_E_CANNOT_RENDER;
         }
         return S_OK;
+    }
+
+    // Tables end in a transport-information filter of the system's BDA category, as the system's
+    // graph manager finds one among the registered filters.
+    HRESULT renderSections(IPin* out) {
+        Simulation& simulation = Simulation::current();
+        const auto& categories = simulation.scenario().categories;
+        const auto found = categories.find("BDATransportInformation");
+        if (found == categories.end()) return VFW_E_CANNOT_RENDER;
+        for (const auto& device : found->second) {
+            const qis::String name = device.friendlyName.value_or("BDA MPEG2 Transport Information Filter");
+            ComPtr<IBaseFilter> filter = createScenarioFilter(simulation, device.filter, name);
+            if (!filter || FAILED(AddFilter(filter.get(), name.wide().c_str()))) continue;
+            const ComPtr<IPin> input = firstPin(filter.get(), PINDIR_INPUT);
+            if (input && SUCCEEDED(connectDirect(out, input.get(), nullptr))) return S_OK;
+            RemoveFilter(filter.get());
+        }
+        return VFW_E_CANNOT_RENDER;
     }
 
     HRESULT changeState(FILTER_STATE to) {
