@@ -706,9 +706,8 @@ const DigitalChannelSpec* receivedChannel(const BdaTunerSpec& tuner, const TuneS
         // A physical channel selects an 8-VSB channel on the input of the request's space; a
         // carrier frequency without one is a cable QAM carrier with a program on it.
         if (request.physicalChannel > 0) {
-            const auto& list = request.inputType == 0 ? tuner.atscCable : request.inputType == 1 ? tuner.atscAntenna
-                                                                                              : std::vector<AtscChannelSpec>();
-            for (const auto& channel : list)
+            if (request.inputType != 0 && request.inputType != 1) return nullptr;
+            for (const auto& channel : request.inputType == 0 ? tuner.atscCable : tuner.atscAntenna)
                 if (channel.physicalChannel == request.physicalChannel) return &channel;
             return nullptr;
         }
