@@ -100,7 +100,7 @@ public:
     STDMETHODIMP_(ULONG) AddRef() override { return SimFilter::AddRef(); }
     STDMETHODIMP_(ULONG) Release() override { return SimFilter::Release(); }
 
-    STDMETHODIMP SetOneShot(WINBOOL oneShot) override {
+    STDMETHODIMP SetOneShot(BOOL oneShot) override {
         return call("SetOneShot", [&] {
             oneShot_ = oneShot != FALSE;
             return S_OK;
@@ -120,7 +120,7 @@ public:
             return input_->connectionType().copyTo(*type);
         });
     }
-    STDMETHODIMP SetBufferSamples(WINBOOL buffer) override {
+    STDMETHODIMP SetBufferSamples(BOOL buffer) override {
         return call("SetBufferSamples", [&] {
             look();
             buffering_ = buffer != FALSE;

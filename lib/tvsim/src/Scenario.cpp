@@ -34,9 +34,11 @@ public:
 
     void requireKnown(const std::vector<const char*>& keys) const {
         requireObject();
-        for (const auto& [key, ignored] : value_.items())
+        for (const auto& item : value_.items()) {
+            const std::string key = item.key();
             if (std::none_of(keys.begin(), keys.end(), [&](const char* k) { return key == k; }))
                 Node(value_[key], path_ + "/" + key, origin_).fail("unknown key");
+        }
     }
 
     std::optional<Node> field(const char* key) const {
