@@ -285,7 +285,7 @@ TEST_F(AtscGraph, ProvidersOnlyTakeRequestsOfTheirNetwork) {
 // The DVB-T stick as the DVB-T test wires it, with the sample grabber behind the receiver.
 class DvbtGraph : public ::testing::Test, public DigitalFixture {
 protected:
-    DvbtGraph() : DigitalFixture(scenarioText("dvbt")) {}
+    explicit DvbtGraph(const std::string& json = scenarioText("dvbt")) : DigitalFixture(json) {}
 
     void SetUp() override {
         graph = create<IGraphBuilder>(CLSID_FilterGraph);
@@ -475,6 +475,43 @@ TEST_F(DvbtGraph, TablesReachTheTransportInformationFilterAndTheRestRenders) {
     EXPECT_EQ(graph->Connect(pin(demux.get(), L"003").get(), pin(tif.get(), L"Input").get()), S_OK);
     EXPECT_EQ(graph->Render(pin(demux.get(), L"001").get()), S_OK);
     EXPECT_EQ(graph->Render(pin(demux.get(), L"002").get()), S_OK);
+}
+
+// A stick whose samples are cut smaller than a packet, and whose provider refuses its second
+// tune request.
+class SmallSamples : public DvbtGraph {
+protected:
+    SmallSamples() : DvbtGraph(R"({
+      "device": {"name": "Stick"},
+      "categories": {
+        "BDANetworkTuner": [{"friendlyName": "Tuner", "filter": "tuner"}],
+        "BDAReceiverComponent": [{"friendlyName": "Receiver", "filter": "receiver"}]
+      },
+      "filters": {
+        "tuner": {"kind": "bdaTuner", "receives": {"dvbt": [
+          {"frequency": 522000, "modulation": "64QAM", "mode": "8K", "guard": "1/4", "lpFecRate": "2/3", "bandwidth": 8, "sampleBytes": 100}]}},
+        "receiver": {"kind": "bdaReceiver"}
+      },
+      "faults": [{"object": "DVBTNetworkProvider", "method": "put_TuneRequest", "call": 2, "result": "E_FAIL"}]
+    })") {}
+};
+
+TEST_F(SmallSamples, TheGrabberOnlyEverHoldsPartOfAPacketAndFaultsReachTheProvider) {
+    grabber->SetBufferSamples(TRUE);
+    control->Run();
+    tuneGood();
+    qis::System::sleep(0.05);
+    LONG size = 0;
+    ASSERT_EQ(grabber->GetCurrentBuffer(&size, nullptr), S_OK);
+    EXPECT_EQ(size, 100);
+    EXPECT_EQ(currentSample()[0], 0x47);
+    // The second request fails as the scenario says, and tunes nothing.
+    auto space = create<ITuningSpace>(CLSID_DVBTuningSpace);
+    ComPtr<ITuneRequest> request;
+    ASSERT_EQ(space->CreateTuneRequest(request.put()), S_OK);
+    EXPECT_EQ(tuner->put_TuneRequest(request.get()), E_FAIL);
+    EXPECT_TRUE(callsOf("put_TuneRequest").back().injected);
+    ASSERT_EQ(grabber->GetCurrentBuffer(&size, nullptr), S_OK) << "still on the channel";
 }
 
 // Rendering a tuner's transport stream reaches a demultiplexer already in the graph and goes on
