@@ -13,6 +13,7 @@
 #include <cstring>
 #include <optional>
 
+#include "tvsim/Bda.h"
 #include "tvsim/Filter.h"
 #include "tvsim/Objects.h"
 
@@ -606,8 +607,10 @@ private:
 ComPtr<IBaseFilter> createScenarioFilter(Simulation& simulation, const qis::String& key, const qis::String& friendlyName) {
     const auto& filters = simulation.scenario().filters;
     const auto found = filters.find(key);
-    if (found == filters.end() || found->second.kind != "analogCapture") return nullptr;
-    return make<AnalogCaptureFilter>(friendlyName.isEmpty() ? key : friendlyName, found->second);
+    if (found == filters.end()) return nullptr;
+    const qis::String name = friendlyName.isEmpty() ? key : friendlyName;
+    if (found->second.kind != "analogCapture") return createBdaFilter(name, found->second);
+    return make<AnalogCaptureFilter>(name, found->second);
 }
 
 } // namespace tvsim

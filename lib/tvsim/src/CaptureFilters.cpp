@@ -733,7 +733,7 @@ public:
         std::vector<MediaType> accepted;
         for (const GUID* subtype : kMpeg2Streams)
             for (const MediaType& type : streamTypes({subtype})) accepted.push_back(type);
-        listPin("MPEG-2 Stream", PINDIR_INPUT, std::move(accepted));
+        input_ = &listPin("MPEG-2 Stream", PINDIR_INPUT, std::move(accepted));
     }
 
     STDMETHODIMP QueryInterface(REFIID iid, void** object) override { return SimFilter::QueryInterface(iid, object); }
@@ -784,6 +784,18 @@ protected:
         return SimFilter::extraInterface(iid);
     }
 
+    // Fed a transport stream by a BDA graph, the demultiplexer makes its own output pins for the
+    // program's video and audio and for the tables; a program stream gets pins only on request.
+    void refreshPins() override {
+        if (transportPins_ || !input_->isConnected()) return;
+        const GUID& subtype = input_->connectionType().subtype;
+        if (subtype != MEDIASUBTYPE_MPEG2_TRANSPORT && subtype != MEDIASUBTYPE_MPEG2_TRANSPORT_STRIDE && subtype != kBdaMpeg2Transport) return;
+        transportPins_ = true;
+        listPin("001", PINDIR_OUTPUT, {makeType(MEDIATYPE_Video, MEDIASUBTYPE_MPEG2_VIDEO, FORMAT_MPEG2Video)});
+        listPin("002", PINDIR_OUTPUT, {makeType(MEDIATYPE_Audio, MEDIASUBTYPE_MPEG2_AUDIO, FORMAT_WaveFormatEx)});
+        listPin("003", PINDIR_OUTPUT, {makeType(MEDIATYPE_MPEG2_SECTIONS, MEDIASUBTYPE_MPEG2DATA, GUID_NULL)});
+    }
+
 private:
     SimPin* outputPin(LPCWSTR name) const {
         SimPin* pin = listedPin(qis::String(name));
@@ -802,6 +814,8 @@ private:
     }
 
     std::vector<std::unique_ptr<StreamIdMap>> maps_; // kept for the filter's life: clients may hold them
+    SimPin* input_;
+    bool transportPins_ = false;
 };
 
 } // namespace

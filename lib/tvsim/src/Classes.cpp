@@ -1,5 +1,6 @@
 #include "tvsim/Classes.h"
 
+#include "tvsim/Bda.h"
 #include "tvsim/Converters.h"
 #include "tvsim/Objects.h"
 
@@ -18,6 +19,13 @@ const SimClass kClasses[] = {
     {&CLSID_FileWriter, "FileWriter", createFileWriter},
     {&CLSID_MPEG2Demultiplexer, "MPEG2Demultiplexer", createMpeg2Demultiplexer},
     {&CLSID_DSoundRender, "AudioRenderer", createAudioRenderer},
+    {&CLSID_SystemTuningSpaces, "SystemTuningSpaces", createSystemTuningSpaces},
+    {&CLSID_ATSCLocator, "ATSCLocator", createAtscLocator},
+    {&CLSID_DVBTLocator, "DVBTLocator", createDvbtLocator},
+    {&CLSID_DVBTuningSpace, "DVBTuningSpace", createDvbTuningSpace},
+    {&tunekit::CLSID_ATSCQAMNetworkProvider, "ATSCQAMNetworkProvider", createAtscQamNetworkProvider},
+    {&CLSID_DVBTNetworkProvider, "DVBTNetworkProvider", createDvbtNetworkProvider},
+    {&tunekit::CLSID_SampleGrabber, "SampleGrabber", createSampleGrabber},
 };
 
 } // namespace

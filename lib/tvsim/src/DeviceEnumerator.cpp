@@ -19,6 +19,10 @@ struct Category {
 
 const Category kCategories[] = {
     {&CLSID_VideoInputDeviceCategory, "VideoInputDevice"},
+    {&tunekit::KSCATEGORY_BDA_NETWORK_PROVIDER, "BDANetworkProvider"},
+    {&tunekit::KSCATEGORY_BDA_NETWORK_TUNER, "BDANetworkTuner"},
+    {&tunekit::KSCATEGORY_BDA_RECEIVER_COMPONENT, "BDAReceiverComponent"},
+    {&tunekit::KSCATEGORY_BDA_TRANSPORT_INFORMATION, "BDATransportInformation"},
 };
 
 const char* categoryName(REFGUID id) {

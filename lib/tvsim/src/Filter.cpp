@@ -256,11 +256,14 @@ STDMETHODIMP SimPin::QuerySupported(REFGUID set, DWORD id, DWORD* support) {
     return S_OK;
 }
 
-const PictureSource* upstreamPicture(const SimPin& pin) {
+namespace {
+
+template <class Source>
+const Source* upstreamSource(const SimPin& pin) {
     const auto* peer = dynamic_cast<const SimPin*>(pin.peer());
     for (int hops = 0; peer && hops < 16; ++hops) {
         SimFilter& filter = peer->owner();
-        if (const auto* source = dynamic_cast<const PictureSource*>(&filter)) return source;
+        if (const auto* source = dynamic_cast<const Source*>(&filter)) return source;
         // A pass-through filter (tee, mux): continue at its first connected input.
         const SimPin* input = nullptr;
         for (const auto& candidate : filter.pins())
@@ -269,6 +272,11 @@ const PictureSource* upstreamPicture(const SimPin& pin) {
     }
     return nullptr;
 }
+
+} // namespace
+
+const PictureSource* upstreamPicture(const SimPin& pin) { return upstreamSource<PictureSource>(pin); }
+const TransportSource* upstreamTransport(const SimPin& pin) { return upstreamSource<TransportSource>(pin); }
 
 // ---- filters -----------------------------------------------------------------------------------
 

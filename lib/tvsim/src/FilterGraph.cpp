@@ -339,21 +339,25 @@ private:
 
     // Builds the chain from an output pin to a renderer: video to a new video renderer, audio to
     // the audio renderer, through a converter where the renderer does not take the type itself.
-    HRESULT render(IPin* out) {
+    HRESULT render(IPin* out, int depth = 0) {
         if (!out) return E_POINTER;
+        if (depth > 8) return VFW_E_CANNOT_RENDER;
         if (!inGraph(out)) return VFW_E_NOT_IN_GRAPH;
         ComPtr<IPin> peer;
         if (SUCCEEDED(out->ConnectedTo(peer.put()))) return VFW_E_ALREADY_CONNECTED;
         ComPtr<IEnumMediaTypes> types;
         if (FAILED(out->EnumMediaTypes(types.put()))) return VFW_E_CANNOT_RENDER;
-        bool video = false, audio = false;
+        bool video = false, audio = false, sections = false, transport = false;
         for (AM_MEDIA_TYPE* type = nullptr; types->Next(1, &type, nullptr) == S_OK;) {
             video = video || type->majortype == MEDIATYPE_Video;
             audio = audio || type->majortype == MEDIATYPE_Audio;
+            sections = sections || type->majortype == MEDIATYPE_MPEG2_SECTIONS;
+            transport = transport || (type->majortype == MEDIATYPE_Stream && isTransportStream(type->subtype));
             freeMediaType(*type);
             CoTaskMemFree(type);
         }
-        if (!video && !audio) return VFW_E_CANNOT_RENDER;
+        if (sections && !video && !audio) return renderSections(out);
+        if (!video && !audio) return renderStream(out, transport, depth);
         ComPtr<IBaseFilter> renderer;
         HRESULT hr = Simulation::current().createInstance(video ? CLSID_VideoRenderer : CLSID_DSoundRender, nullptr,
                                                           CLSCTX_INPROC_SERVER, IID_IBaseFilter, renderer.putVoid());
@@ -368,6 +372,85 @@ private:
             return VFW_E_CANNOT_RENDER;
         }
         return S_OK;
+    }
+
+    // Any other stream goes to a free input of a filter already in the graph, a transport stream
+    // else to a new MPEG-2 demultiplexer, and what that filter puts out is
+    // rendered in turn, as the system's intelligent connect does.
+    static bool isTransportStream(const GUID& subtype) {
+        // KSDATAFORMAT_SUBTYPE_BDA_MPEG2_TRANSPORT, what BDA receivers deliver.
+        static constexpr GUID kBdaTransport = {0xf4aeb342, 0x0329, 0x4fdd, {0xa8, 0xfd, 0x4a, 0xff, 0x49, 0x26, 0xc9, 0x78}};
+        return subtype == MEDIASUBTYPE_MPEG2_TRANSPORT || subtype == MEDIASUBTYPE_MPEG2_TRANSPORT_STRIDE || subtype == kBdaTransport;
+    }
+
+    HRESULT renderStream(IPin* out, bool transport, int depth) {
+        PIN_INFO info{};
+        if (FAILED(out->QueryPinInfo(&info))) return VFW_E_CANNOT_RENDER;
+        ComPtr<IBaseFilter> source;
+        source.attach(info.pFilter);
+        const std::vector<Entry> candidates = filters_;
+        for (const auto& entry : candidates) {
+            if (entry.filter.get() == source.get()) continue;
+            if (SUCCEEDED(connectToFreeInput(out, entry.filter.get()))) return renderOutputs(entry.filter.get(), depth);
+        }
+        if (!transport) return VFW_E_CANNOT_RENDER;
+        ComPtr<IBaseFilter> demux;
+        if (FAILED(Simulation::current().createInstance(CLSID_MPEG2Demultiplexer, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter,
+                                                        demux.putVoid())) ||
+            FAILED(AddFilter(demux.get(), L"MPEG-2 Demultiplexer")))
+            return VFW_E_CANNOT_RENDER;
+        if (FAILED(connectToFreeInput(out, demux.get()))) {
+            RemoveFilter(demux.get());
+            return VFW_E_CANNOT_RENDER;
+        }
+        return renderOutputs(demux.get(), depth);
+    }
+
+    HRESULT connectToFreeInput(IPin* out, IBaseFilter* filter) {
+        ComPtr<IEnumPins> pins;
+        if (FAILED(filter->EnumPins(pins.put()))) return VFW_E_CANNOT_CONNECT;
+        for (ComPtr<IPin> pin; pins->Next(1, pin.put(), nullptr) == S_OK;) {
+            PIN_DIRECTION direction;
+            ComPtr<IPin> peer;
+            if (FAILED(pin->QueryDirection(&direction)) || direction != PINDIR_INPUT || SUCCEEDED(pin->ConnectedTo(peer.put()))) continue;
+            if (SUCCEEDED(connectDirect(out, pin.get(), nullptr))) return S_OK;
+        }
+        return VFW_E_CANNOT_CONNECT;
+    }
+
+    // Renders every free output of `filter`; some streams that cannot be rendered make it partial.
+    HRESULT renderOutputs(IBaseFilter* filter, int depth) {
+        std::vector<ComPtr<IPin>> outputs;
+        ComPtr<IEnumPins> pins;
+        if (SUCCEEDED(filter->EnumPins(pins.put())))
+            for (ComPtr<IPin> pin; pins->Next(1, pin.put(), nullptr) == S_OK;) {
+                PIN_DIRECTION direction;
+                ComPtr<IPin> peer;
+                if (SUCCEEDED(pin->QueryDirection(&direction)) && direction == PINDIR_OUTPUT && FAILED(pin->ConnectedTo(peer.put())))
+                    outputs.push_back(pin);
+            }
+        int rendered = 0;
+        for (const auto& pin : outputs)
+            if (SUCCEEDED(render(pin.get(), depth + 1))) ++rendered;
+        return rendered == static_cast<int>(outputs.size()) ? S_OK : VFW_S_PARTIAL_RENDER;
+    }
+
+    // Tables end in a transport-information filter of the system's BDA category, as the system's
+    // graph manager finds one among the registered filters.
+    HRESULT renderSections(IPin* out) {
+        Simulation& simulation = Simulation::current();
+        const auto& categories = simulation.scenario().categories;
+        const auto found = categories.find("BDATransportInformation");
+        if (found == categories.end()) return VFW_E_CANNOT_RENDER;
+        for (const auto& device : found->second) {
+            const qis::String name = device.friendlyName.value_or("BDA MPEG2 Transport Information Filter");
+            ComPtr<IBaseFilter> filter = createScenarioFilter(simulation, device.filter, name);
+            if (!filter || FAILED(AddFilter(filter.get(), name.wide().c_str()))) continue;
+            const ComPtr<IPin> input = firstPin(filter.get(), PINDIR_INPUT);
+            if (input && SUCCEEDED(connectDirect(out, input.get(), nullptr))) return S_OK;
+            RemoveFilter(filter.get());
+        }
+        return VFW_E_CANNOT_RENDER;
     }
 
     HRESULT changeState(FILTER_STATE to) {

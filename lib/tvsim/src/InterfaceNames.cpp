@@ -36,6 +36,22 @@ const InterfaceName kNames[] = {
     {&IID_IMpeg2Demultiplexer, "IMpeg2Demultiplexer"},
     {&IID_IKsPropertySet, "IKsPropertySet"},
     {&IID_IDispatch, "IDispatch"},
+    {&__uuidof(ITuner), "ITuner"},
+    {&__uuidof(IFrequencyMap), "IFrequencyMap"},
+    {&__uuidof(IBDA_Topology), "IBDA_Topology"},
+    {&__uuidof(IBDA_SignalStatistics), "IBDA_SignalStatistics"},
+    {&__uuidof(ISampleGrabber), "ISampleGrabber"},
+    {&__uuidof(ITuningSpaceContainer), "ITuningSpaceContainer"},
+    {&__uuidof(ITuningSpace), "ITuningSpace"},
+    {&__uuidof(IATSCTuningSpace), "IATSCTuningSpace"},
+    {&__uuidof(IDVBTuningSpace2), "IDVBTuningSpace2"},
+    {&__uuidof(ITuneRequest), "ITuneRequest"},
+    {&__uuidof(IATSCChannelTuneRequest), "IATSCChannelTuneRequest"},
+    {&__uuidof(IDVBTuneRequest), "IDVBTuneRequest"},
+    {&__uuidof(ILocator), "ILocator"},
+    {&__uuidof(IATSCLocator), "IATSCLocator"},
+    {&__uuidof(IATSCLocator2), "IATSCLocator2"},
+    {&__uuidof(IDVBTLocator), "IDVBTLocator"},
 };
 
 } // namespace

@@ -32,6 +32,15 @@ public:
         }
     }
 
+    void requireKnown(const std::vector<const char*>& keys) const {
+        requireObject();
+        for (const auto& item : value_.items()) {
+            const std::string key = item.key();
+            if (std::none_of(keys.begin(), keys.end(), [&](const char* k) { return key == k; }))
+                Node(value_[key], path_ + "/" + key, origin_).fail("unknown key");
+        }
+    }
+
     std::optional<Node> field(const char* key) const {
         requireObject();
         if (!value_.contains(key)) return std::nullopt;
@@ -242,11 +251,139 @@ CrossbarSpec readCrossbar(const Node& node) {
     return crossbar;
 }
 
+// BDA enumeration values by the names broadcasters use ("64QAM", "8K", "1/4", "2/3"), or numbers.
+long modulation(const Node& node) {
+    return numberOrName(node,
+                        {{"16QAM", 1}, {"32QAM", 2}, {"64QAM", 3}, {"80QAM", 4}, {"96QAM", 5}, {"112QAM", 6}, {"128QAM", 7},
+                         {"160QAM", 8}, {"192QAM", 9}, {"224QAM", 10}, {"256QAM", 11}, {"320QAM", 12}, {"384QAM", 13},
+                         {"448QAM", 14}, {"512QAM", 15}, {"640QAM", 16}, {"768QAM", 17}, {"896QAM", 18}, {"1024QAM", 19},
+                         {"QPSK", 20}, {"BPSK", 21}, {"OQPSK", 22}, {"8VSB", 23}, {"16VSB", 24}},
+                        "BDA_MOD_", "modulation");
+}
+long transmissionMode(const Node& node) { return numberOrName(node, {{"2K", 1}, {"8K", 2}, {"4K", 3}}, "", "transmission mode"); }
+long guardInterval(const Node& node) {
+    return numberOrName(node, {{"1/32", 1}, {"1/16", 2}, {"1/8", 3}, {"1/4", 4}}, "", "guard interval");
+}
+long codeRate(const Node& node) {
+    return numberOrName(node, {{"1/2", 1}, {"2/3", 2}, {"3/4", 3}, {"3/5", 4}, {"4/5", 5}, {"5/6", 6}, {"5/11", 7}, {"7/8", 8}},
+                        "", "code rate");
+}
+
+long positive(const Node& node) {
+    const long value = node.integer();
+    if (value <= 0) node.fail("expected a positive number");
+    return value;
+}
+
+long percent(const Node& node) {
+    const long value = node.integer();
+    if (value < 0 || value > 100) node.fail("expected 0..100");
+    return value;
+}
+
+// The keys every received channel may carry, after its own.
+std::vector<const char*> channelKeys(std::initializer_list<const char*> own) {
+    std::vector<const char*> keys(own);
+    for (const char* key : {"picture", "quality", "sampleBytes", "minorChannel", "statistics"}) keys.push_back(key);
+    return keys;
+}
+
+void allowOnly(const Node& node, const std::vector<const char*>& keys) {
+    node.requireKnown(keys);
+}
+
+void readChannel(const Node& node, DigitalChannelSpec& channel) {
+    readIf(node, "picture", channel.picture, [](const Node& n) { return n.boolean(); });
+    readIf(node, "quality", channel.quality, percent);
+    readIf(node, "sampleBytes", channel.sampleBytes, positive);
+    readIf(node, "minorChannel", channel.minorChannel, [](const Node& n) { return n.integer(); });
+    // A received channel is locked and present with its stream's quality unless told otherwise.
+    channel.statistics = {true, true, channel.quality, 80, 100};
+    if (auto stats = node.field("statistics")) {
+        stats->allowOnly({"locked", "present", "quality", "strength", "sampleTime"});
+        readIf(*stats, "locked", channel.statistics.locked, [](const Node& n) { return n.boolean(); });
+        readIf(*stats, "present", channel.statistics.present, [](const Node& n) { return n.boolean(); });
+        readIf(*stats, "quality", channel.statistics.quality, percent);
+        readIf(*stats, "strength", channel.statistics.strength, [](const Node& n) { return n.integer(); });
+        readIf(*stats, "sampleTime", channel.statistics.sampleTime, [](const Node& n) { return n.integer(); });
+    }
+}
+
+std::vector<AtscChannelSpec> readAtscChannels(const Node& node) {
+    std::vector<AtscChannelSpec> channels;
+    for (const auto& item : node.items()) {
+        allowOnly(item, channelKeys({"physicalChannel"}));
+        AtscChannelSpec channel;
+        channel.physicalChannel = positive(item.required("physicalChannel"));
+        readChannel(item, channel);
+        channels.push_back(channel);
+    }
+    return channels;
+}
+
+BdaTunerSpec readReception(const Node& node, const qis::String& statistics) {
+    node.allowOnly({"atsc", "clearQam", "dvbt"});
+    BdaTunerSpec spec;
+    spec.statistics = statistics;
+    if (auto atsc = node.field("atsc")) {
+        atsc->allowOnly({"antenna", "cable"});
+        readIf(*atsc, "antenna", spec.atscAntenna, readAtscChannels);
+        readIf(*atsc, "cable", spec.atscCable, readAtscChannels);
+    }
+    if (auto qam = node.field("clearQam")) {
+        for (const auto& item : qam->items()) {
+            allowOnly(item, channelKeys({"frequency", "program", "modulation"}));
+            QamChannelSpec channel;
+            channel.frequency = positive(item.required("frequency"));
+            channel.program = positive(item.required("program"));
+            readIf(item, "modulation", channel.modulation, modulation);
+            readChannel(item, channel);
+            spec.clearQam.push_back(channel);
+        }
+    }
+    if (auto dvbt = node.field("dvbt")) {
+        for (const auto& item : dvbt->items()) {
+            allowOnly(item, channelKeys({"frequency", "modulation", "mode", "guard", "lpFecRate", "bandwidth"}));
+            DvbtChannelSpec channel;
+            channel.frequency = positive(item.required("frequency"));
+            readIf(item, "modulation", channel.modulation, modulation);
+            readIf(item, "mode", channel.mode, transmissionMode);
+            readIf(item, "guard", channel.guard, guardInterval);
+            readIf(item, "lpFecRate", channel.lpFecRate, codeRate);
+            readIf(item, "bandwidth", channel.bandwidth, [](const Node& n) {
+                const long value = n.integer();
+                if (value < 5 || value > 8) n.fail("expected a bandwidth of 5 to 8 MHz");
+                return value;
+            });
+            readChannel(item, channel);
+            spec.dvbt.push_back(channel);
+        }
+    }
+    return spec;
+}
+
 FilterSpec readFilter(const Node& node) {
-    node.allowOnly({"kind", "captureTypes", "previewPin", "format", "tuner", "crossbar"});
     FilterSpec filter;
     readIf(node, "kind", filter.kind, [](const Node& n) { return n.text(); });
-    if (filter.kind != "analogCapture") node.required("kind").fail("unknown filter kind (known: analogCapture)");
+    static const char* const kKinds[] = {"analogCapture", "networkProvider", "bdaTuner", "bdaReceiver", "bdaTransportInformation"};
+    if (std::none_of(std::begin(kKinds), std::end(kKinds), [&](const char* k) { return filter.kind == k; }))
+        node.required("kind").fail("unknown filter kind (known: analogCapture, networkProvider, bdaTuner, bdaReceiver, bdaTransportInformation)");
+    if (filter.kind == "bdaTuner") {
+        node.allowOnly({"kind", "signalStatistics", "receives"});
+        qis::String statistics = "filter";
+        if (auto where = node.field("signalStatistics")) {
+            statistics = where->text();
+            if (statistics != "filter" && statistics != "topology") where->fail("expected filter or topology");
+        }
+        filter.receives = BdaTunerSpec{statistics, {}, {}, {}, {}};
+        readIf(node, "receives", filter.receives, [&](const Node& n) { return std::optional(readReception(n, statistics)); });
+        return filter;
+    }
+    if (filter.kind != "analogCapture") {
+        node.allowOnly({"kind"});
+        return filter;
+    }
+    node.allowOnly({"kind", "captureTypes", "previewPin", "format", "tuner", "crossbar"});
     if (auto types = node.field("captureTypes")) {
         filter.captureTypes.clear();
         for (const auto& t : types->items()) {
@@ -310,6 +447,15 @@ FaultRule readFault(const Node& node) {
 
 } // namespace
 
+std::vector<TuningSpaceSpec> defaultTuningSpaces() {
+    // A North American system's container as it comes; the fourth entry is a cable ATSC space.
+    return {{"ATSC", "ATSC Digital Antenna TV", "ATSC", 1},
+            {"ATSCCable", "ATSC Digital Cable TV", "ATSC", 0},
+            {"DVB-T", "Local DVB-T Digital Antenna", "DVB-T", 1},
+            {"Digital Cable", "Digital Cable", "ATSC", 0},
+            {"DVB-C", "Local DVB-C Digital Cable", "DVB-C", 0}};
+}
+
 Scenario parseScenario(const std::string& text, const qis::String& origin) {
     json document;
     try {
@@ -320,7 +466,8 @@ Scenario parseScenario(const std::string& text, const qis::String& origin) {
         throw ScenarioError("scenario \"" + origin + "\": " + (close == std::string::npos ? message : message.substr(close + 2)));
     }
     const Node root(document, "", origin);
-    root.allowOnly({"name", "device", "processes", "categories", "filters", "faults", "description", "converters"});
+    root.allowOnly({"name", "device", "processes", "categories", "filters", "faults", "description", "converters", "tuningSpaces",
+                    "frequencyMaps"});
     Scenario scenario;
     readIf(root, "name", scenario.name, [](const Node& n) { return n.text(); });
     scenario.device = readDevice(root.required("device"));
@@ -348,6 +495,43 @@ Scenario parseScenario(const std::string& text, const qis::String& origin) {
             for (const char* key : {"input", "output"})
                 if (!isKnownMediaTypeName(item.required(key).text())) item.required(key).fail("unknown media type (known: " + knownMediaTypeNames() + ")");
             scenario.converters.push_back(converter);
+        }
+    }
+    if (auto spaces = root.field("tuningSpaces")) {
+        scenario.tuningSpaces.clear();
+        for (const auto& item : spaces->items()) {
+            item.allowOnly({"uniqueName", "friendlyName", "kind", "inputType"});
+            TuningSpaceSpec space;
+            space.uniqueName = item.required("uniqueName").text();
+            for (const auto& other : scenario.tuningSpaces)
+                if (other.uniqueName == space.uniqueName) item.required("uniqueName").fail("another tuning space has that name");
+            space.friendlyName = space.uniqueName;
+            readIf(item, "friendlyName", space.friendlyName, [](const Node& n) { return n.text(); });
+            readIf(item, "kind", space.kind, [](const Node& n) {
+                const qis::String kind = n.text();
+                if (kind != "ATSC" && kind != "DVB-T" && kind != "DVB-C") n.fail("expected ATSC, DVB-T or DVB-C");
+                return kind;
+            });
+            readIf(item, "inputType", space.inputType, [](const Node& n) {
+                const qis::String type = n.text();
+                if (type != "cable" && type != "antenna") n.fail("expected cable or antenna");
+                return type == "cable" ? 0L : 1L;
+            });
+            scenario.tuningSpaces.push_back(space);
+        }
+    }
+    if (auto maps = root.field("frequencyMaps")) {
+        for (const auto& [key, node] : maps->members()) {
+            unsigned long code = 0;
+            try {
+                std::size_t used = 0;
+                code = std::stoul(key, &used, 10);
+                if (used != key.size() || code == 0) throw std::invalid_argument("code");
+            } catch (const std::exception&) {
+                node.fail("expected a country code (a telephone calling code such as 49) as the key");
+            }
+            auto& list = scenario.frequencyMaps[code];
+            for (const auto& f : node.items()) list.push_back(static_cast<unsigned long>(positive(f)));
         }
     }
     if (auto faults = root.field("faults"))

@@ -55,6 +55,19 @@ TEST(ScenarioErrors, NameTheJsonPathOfTheFault) {
     EXPECT_THAT(errorOf("[]"), HasSubstr("test.json"));
 }
 
+TEST(ScenarioErrors, BdaPartsAreNamedByPathAndTheTuningSpaceListCanBeShortened) {
+    const Scenario s = parseScenario(R"({"device": {"name": "d"}, "tuningSpaces": [{"uniqueName": "ATSC"}, {"uniqueName": "DVB-T", "kind": "DVB-T"}]})", "t");
+    ASSERT_EQ(s.tuningSpaces.size(), 2u);
+    EXPECT_EQ(s.tuningSpaces[1].kind, "DVB-T");
+    EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "filters": {"t": {"kind": "bdaTuner", "receives": {"dvbt": [{"frequency": 1, "guard": "1/3"}]}}}})"),
+                HasSubstr("/filters/t/receives/dvbt/0/guard: unknown guard interval"));
+    EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "tuningSpaces": [{"uniqueName": "A"}, {"uniqueName": "A"}]})"),
+                HasSubstr("/tuningSpaces/1/uniqueName: another tuning space has that name"));
+    EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "frequencyMaps": {"Germany": [474000]}})"), HasSubstr("/frequencyMaps/Germany"));
+    EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "filters": {"t": {"kind": "bdaTuner", "signalStatistics": "node"}}})"),
+                HasSubstr("/filters/t/signalStatistics: expected filter or topology"));
+}
+
 TEST(ScenarioErrors, AMissingFileIsNamed) {
     try {
         loadScenario("no-such-scenario.json");

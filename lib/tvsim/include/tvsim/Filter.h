@@ -82,9 +82,21 @@ public:
     virtual qis::String pictureLabel() const = 0;
 };
 
+// A filter that delivers an MPEG-2 transport stream (a tuned BDA tuner): the channel it is on
+// while that channel carries a stream, and a count that changes with every new tuning.
+struct DigitalChannelSpec;
+class TransportSource {
+public:
+    virtual ~TransportSource() = default;
+    virtual const DigitalChannelSpec* currentStream() const = 0;
+    virtual unsigned long tuning() const = 0;
+};
+
 // The picture source feeding `pin` (an input pin), following pass-through filters upstream;
 // null when the pin is not connected to one.
 const PictureSource* upstreamPicture(const SimPin& pin);
+// The same for a transport-stream source.
+const TransportSource* upstreamTransport(const SimPin& pin);
 
 class SimFilter : public SimObject<IBaseFilter> {
 public:

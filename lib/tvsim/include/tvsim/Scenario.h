@@ -75,7 +75,57 @@ struct CrossbarSpec {
     std::vector<Output> outputs;
 };
 
+// What a BDA tuner receives on one channel and what its signal statistics say while tuned there.
+struct SignalStatistics {
+    bool locked = false;
+    bool present = false;
+    long quality = 0;     // 0..100
+    long strength = 0;    // as the driver reports it (mdB on most cards)
+    long sampleTime = 0;  // milliseconds
+};
+
+struct DigitalChannelSpec {
+    bool picture = true;           // the stream carries video that a decoder can show
+    long quality = 100;            // share of clean transport-stream packets, 0..100
+    long sampleBytes = 188 * 64;   // size of each buffered transport-stream sample
+    long minorChannel = -1;        // ATSC: the minor channel the provider locks onto, -1 for none
+    SignalStatistics statistics;   // locked/present/quality follow the entry unless given
+};
+
+struct AtscChannelSpec : DigitalChannelSpec {
+    long physicalChannel = 0;
+};
+
+// Clear QAM: a cable carrier (kHz, the analog picture carrier as the cable plan lists it) and
+// the program on it.
+struct QamChannelSpec : DigitalChannelSpec {
+    long frequency = 0;
+    long program = 0;
+    long modulation = 11; // BDA_MOD_256QAM
+};
+
+// DVB-T: a centre frequency and the one parameter set that locks onto it (BDA enumeration values).
+struct DvbtChannelSpec : DigitalChannelSpec {
+    long frequency = 0;      // kHz
+    long modulation = 3;     // BDA_MOD_64QAM
+    long mode = 2;           // BDA_XMIT_MODE_8K
+    long guard = 4;          // BDA_GUARD_1_4
+    long lpFecRate = 2;      // BDA_BCC_RATE_2_3
+    long bandwidth = 8;      // MHz
+};
+
+struct BdaTunerSpec {
+    // Where IBDA_SignalStatistics is found: "filter" (on the tuner filter itself) or "topology"
+    // (only on a control node of IBDA_Topology).
+    qis::String statistics = "filter";
+    std::vector<AtscChannelSpec> atscAntenna;
+    std::vector<AtscChannelSpec> atscCable;
+    std::vector<QamChannelSpec> clearQam;
+    std::vector<DvbtChannelSpec> dvbt;
+};
+
 struct FilterSpec {
+    // analogCapture, networkProvider, bdaTuner, bdaReceiver, bdaTransportInformation
     qis::String kind = "analogCapture";
     // Major types the capture pin offers: "Video", "Interleaved", "Stream".
     std::vector<qis::String> captureTypes = {"Video"};
@@ -83,7 +133,19 @@ struct FilterSpec {
     VideoFormat format;
     std::optional<TvTunerSpec> tuner;
     std::optional<CrossbarSpec> crossbar;
+    std::optional<BdaTunerSpec> receives; // bdaTuner only
 };
+
+// One entry of the system tuning-space container. Kinds: "ATSC" (an ATSC or digital cable space,
+// IATSCTuningSpace) and "DVB-T" / "DVB-C" (IDVBTuningSpace2).
+struct TuningSpaceSpec {
+    qis::String uniqueName;
+    qis::String friendlyName;
+    qis::String kind = "ATSC";
+    long inputType = 1; // ATSC: TunerInputAntenna 1, TunerInputCable 0
+};
+
+std::vector<TuningSpaceSpec> defaultTuningSpaces();
 
 // A filter the graph manager may put between two pins that do not agree on a type (a decoder):
 // it takes `input` and gives `output`. Types are named "Major/Subtype" ("Video/MPEG2_VIDEO",
@@ -102,6 +164,9 @@ struct Scenario {
     std::map<qis::String, FilterSpec> filters;
     std::vector<FaultRule> faults;
     std::vector<ConverterSpec> converters;
+    std::vector<TuningSpaceSpec> tuningSpaces = defaultTuningSpaces();
+    // Country code (E.164) -> DVB-T centre frequencies in kHz, in the order IFrequencyMap gives them.
+    std::map<unsigned long, std::vector<unsigned long>> frequencyMaps;
 };
 
 Scenario parseScenario(const std::string& json, const qis::String& origin);

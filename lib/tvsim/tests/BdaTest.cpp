@@ -1,0 +1,607 @@
+// The digital side of the virtual system as the digital tests use it: BDA devices, the graph
+// from network provider to renderer, tuning, signal statistics, frequency maps, the sample
+// grabber's transport stream and the system tuning spaces.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <tuple>
+
+#include "SimTestSupport.h"
+#include "tvsim/Filter.h"
+
+namespace tvsim {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using tunekit::ComPtr;
+
+std::string scenarioText(const char* name) { return *builtInScenarioText(name); }
+
+// A digital scenario as a fixture, with the COM helpers the tests share.
+class DigitalFixture : public testing::SimulationFixture {
+public:
+    explicit DigitalFixture(const std::string& json) : SimulationFixture(json) {}
+
+    template <class T>
+    ComPtr<T> create(REFCLSID clsid) {
+        ComPtr<T> object;
+        EXPECT_EQ(simulation().createInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, __uuidof(T), object.putVoid()), S_OK);
+        return object;
+    }
+
+    // The first device of a BDA category, bound and added to `graph` under its friendly name.
+    ComPtr<IBaseFilter> load(REFGUID category, IGraphBuilder* graph) {
+        auto devices = create<ICreateDevEnum>(CLSID_SystemDeviceEnum);
+        ComPtr<IEnumMoniker> monikers;
+        EXPECT_EQ(devices->CreateClassEnumerator(category, monikers.put(), 0), S_OK);
+        ComPtr<IMoniker> moniker;
+        if (!monikers || monikers->Next(1, moniker.put(), nullptr) != S_OK) return ComPtr<IBaseFilter>();
+        ComPtr<IBaseFilter> filter;
+        EXPECT_EQ(moniker->BindToObject(nullptr, nullptr, IID_IBaseFilter, filter.putVoid()), S_OK);
+        ComPtr<IPropertyBag> bag;
+        EXPECT_EQ(moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag, bag.putVoid()), S_OK);
+        VARIANT name;
+        VariantInit(&name);
+        EXPECT_EQ(bag->Read(L"FriendlyName", &name, nullptr), S_OK);
+        if (graph) EXPECT_EQ(graph->AddFilter(filter.get(), name.bstrVal), S_OK);
+        VariantClear(&name);
+        return filter;
+    }
+
+    static ComPtr<IPin> pin(IBaseFilter* filter, const wchar_t* name) {
+        ComPtr<IPin> found;
+        EXPECT_EQ(filter->FindPin(name, found.put()), S_OK) << qis::String(name).utf8();
+        return found;
+    }
+
+    static std::vector<std::string> pinNames(IBaseFilter* filter) {
+        std::vector<std::string> names;
+        ComPtr<IEnumPins> pins;
+        filter->EnumPins(pins.put());
+        for (ComPtr<IPin> p; pins->Next(1, p.put(), nullptr) == S_OK;) {
+            PIN_INFO info{};
+            p->QueryPinInfo(&info);
+            if (info.pFilter) info.pFilter->Release();
+            names.push_back(qis::String(info.achName).utf8());
+        }
+        return names;
+    }
+
+    // An ATSC tune request for a physical channel on a space of the container (antenna or cable).
+    ComPtr<ITuneRequest> atscRequest(long physicalChannel, TunerInputType input) {
+        auto spaces = create<ITuningSpaceContainer>(CLSID_SystemTuningSpaces);
+        VARIANT index;
+        VariantInit(&index);
+        index.vt = VT_I4;
+        index.lVal = 0;
+        ComPtr<ITuningSpace> space;
+        EXPECT_EQ(spaces->get_Item(index, space.put()), S_OK);
+        ComPtr<IATSCTuningSpace> atsc;
+        EXPECT_EQ(space.as(atsc), S_OK);
+        EXPECT_EQ(atsc->put_InputType(input), S_OK);
+        ComPtr<ITuneRequest> request;
+        EXPECT_EQ(atsc->CreateTuneRequest(request.put()), S_OK);
+        ComPtr<IATSCChannelTuneRequest> channel;
+        EXPECT_EQ(request.as(channel), S_OK);
+        channel->put_Channel(-1);
+        channel->put_MinorChannel(-1);
+        auto locator = create<IATSCLocator>(CLSID_ATSCLocator);
+        EXPECT_EQ(locator->put_PhysicalChannel(physicalChannel), S_OK);
+        EXPECT_EQ(request->put_Locator(locator.get()), S_OK);
+        return request;
+    }
+
+    std::vector<Call> callsOf(const char* method) {
+        std::vector<Call> found;
+        for (const auto& c : simulation().journal().calls())
+            if (c.method == method) found.push_back(c);
+        return found;
+    }
+};
+
+// The ATSC card wired as the ATSC test wires it: provider, tuner, receiver, demultiplexer and
+// three rendered demultiplexer outputs.
+class AtscGraph : public ::testing::Test, public DigitalFixture {
+protected:
+    AtscGraph() : DigitalFixture(scenarioText("atsc")) {}
+
+    void SetUp() override {
+        graph = create<IGraphBuilder>(CLSID_FilterGraph);
+        provider = load(tunekit::KSCATEGORY_BDA_NETWORK_PROVIDER, graph.get());
+        tunerFilter = load(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, graph.get());
+        receiver = load(tunekit::KSCATEGORY_BDA_RECEIVER_COMPONENT, graph.get());
+        demux = create<IBaseFilter>(CLSID_MPEG2Demultiplexer);
+        ASSERT_EQ(graph->AddFilter(demux.get(), L"Demux"), S_OK);
+        ASSERT_EQ(graph->Connect(pin(provider.get(), L"Antenna Out").get(), pin(tunerFilter.get(), L"Input0").get()), S_OK);
+        ASSERT_EQ(graph->Connect(pin(tunerFilter.get(), L"MPEG2 Transport").get(), pin(receiver.get(), L"MPEG2 Transport In").get()), S_OK);
+        ASSERT_EQ(graph->Connect(pin(receiver.get(), L"MPEG2 Transport").get(), pin(demux.get(), L"MPEG-2 Stream").get()), S_OK);
+        ASSERT_EQ(provider.as(tuner), S_OK);
+    }
+
+    void renderDemux() {
+        for (const wchar_t* name : {L"001", L"002", L"003"}) ASSERT_EQ(graph->Render(pin(demux.get(), name).get()), S_OK);
+        ComPtr<IBaseFilter> renderer;
+        ASSERT_EQ(graph->FindFilterByName(L"Video Renderer", renderer.put()), S_OK);
+        ASSERT_EQ(renderer.as(frames), S_OK);
+        ASSERT_EQ(graph.as(control), S_OK);
+    }
+
+    int framesIn(double seconds) {
+        int before = 0, after = 0;
+        frames->get_FramesDrawn(&before);
+        qis::System::sleep(seconds);
+        frames->get_FramesDrawn(&after);
+        return after - before;
+    }
+
+    void TearDown() override {
+        if (control) control->Stop();
+        frames.reset();
+        control.reset();
+        tuner.reset();
+        demux.reset();
+        receiver.reset();
+        tunerFilter.reset();
+        provider.reset();
+        graph.reset();
+        EXPECT_TRUE(simulation().liveObjects().empty()) << liveObjects();
+    }
+
+    ComPtr<IGraphBuilder> graph;
+    ComPtr<IBaseFilter> provider, tunerFilter, receiver, demux;
+    ComPtr<ITuner> tuner;
+    ComPtr<IQualProp> frames;
+    ComPtr<IMediaControl> control;
+};
+
+TEST_F(AtscGraph, TheDemultiplexerMakesItsPinsOnATransportStreamAndThreeOfThemRender) {
+    EXPECT_THAT(pinNames(demux.get()), ElementsAre("MPEG-2 Stream", "001", "002", "003"));
+    renderDemux();
+    ComPtr<IBaseFilter> found;
+    EXPECT_EQ(graph->FindFilterByName(L"MPEG-2 Video Decoder", found.put()), S_OK);
+    EXPECT_EQ(graph->FindFilterByName(L"Default DirectSound Device", found.put()), S_OK);
+    EXPECT_EQ(graph->FindFilterByName(L"BDA MPEG2 Transport Information Filter", found.put()), S_OK);
+}
+
+TEST_F(AtscGraph, FramesAreDrawnOnlyWhileRunningOnAChannelWithAPicture) {
+    renderDemux();
+    ASSERT_EQ(control->Run(), S_OK);
+    EXPECT_EQ(framesIn(2.5), 0) << "nothing tuned yet";
+    ASSERT_EQ(tuner->put_TuneRequest(atscRequest(7, TunerInputCable).get()), S_OK);
+    EXPECT_EQ(framesIn(2.5), 0) << "channel 7 carries a picture on the antenna only";
+    ASSERT_EQ(tuner->put_TuneRequest(atscRequest(31, TunerInputAntenna).get()), S_OK);
+    EXPECT_EQ(framesIn(2.5), 0) << "channel 31 carries a stream without a picture";
+    ASSERT_EQ(tuner->put_TuneRequest(atscRequest(7, TunerInputAntenna).get()), S_OK);
+    EXPECT_GE(framesIn(2.5), 70);
+    ASSERT_EQ(control->Pause(), S_OK);
+    EXPECT_EQ(framesIn(2.5), 0) << "paused";
+}
+
+TEST_F(AtscGraph, AProviderThatLockedOntoAProgramFillsInTheMinorChannel) {
+    const auto minorAfterTuning = [&](long physical) {
+        EXPECT_EQ(tuner->put_TuneRequest(atscRequest(physical, TunerInputAntenna).get()), S_OK);
+        ComPtr<ITuneRequest> current;
+        EXPECT_EQ(tuner->get_TuneRequest(current.put()), S_OK);
+        ComPtr<IATSCChannelTuneRequest> atsc;
+        EXPECT_EQ(current.as(atsc), S_OK);
+        LONG minor = 99;
+        atsc->get_MinorChannel(&minor);
+        return minor;
+    };
+    EXPECT_EQ(minorAfterTuning(7), 1);
+    EXPECT_EQ(minorAfterTuning(8), -1);
+    // What was tuned is in the journal, whole.
+    const auto tunes = callsOf("put_TuneRequest");
+    ASSERT_EQ(tunes.size(), 2u);
+    EXPECT_EQ(tunes[0].object, "Microsoft Network Provider");
+    EXPECT_EQ(tunes[0].arguments, "ATSC input=1 channel=-1 minor=-1 physical=7 frequency=-1 modulation=-1 program=-1");
+}
+
+TEST_F(AtscGraph, AClearQamRequestIsReceivedOnlyOnItsCarrierAndProgramAt256Qam) {
+    renderDemux();
+    ASSERT_EQ(control->Run(), S_OK);
+    const auto qam = [&](long frequency, long program, ModulationType modulation) {
+        ComPtr<IEnumTuningSpaces> spaces;
+        EXPECT_EQ(tuner->EnumTuningSpaces(spaces.put()), S_OK);
+        ComPtr<ITuningSpace> space;
+        for (ComPtr<ITuningSpace> s; spaces->Next(1, s.put(), nullptr) == S_OK;) {
+            BSTR name = nullptr;
+            s->get_UniqueName(&name);
+            if (qis::String(name) == "ATSCCable") space = s;
+            SysFreeString(name);
+        }
+        EXPECT_TRUE(space);
+        auto locator = create<IATSCLocator2>(CLSID_ATSCLocator);
+        locator->put_ProgramNumber(program);
+        locator->put_CarrierFrequency(frequency);
+        locator->put_Modulation(modulation);
+        ComPtr<ITuneRequest> request;
+        EXPECT_EQ(space->CreateTuneRequest(request.put()), S_OK);
+        ComPtr<IATSCChannelTuneRequest> channel;
+        EXPECT_EQ(request.as(channel), S_OK);
+        channel->put_Channel(80);
+        request->put_Locator(locator.get());
+        EXPECT_EQ(tuner->put_TuneRequest(request.get()), S_OK);
+        return framesIn(2.5);
+    };
+    EXPECT_EQ(qam(559250, 2, BDA_MOD_256QAM), 0);
+    EXPECT_EQ(qam(559250, 3, BDA_MOD_64QAM), 0);
+    EXPECT_EQ(qam(565250, 3, BDA_MOD_256QAM), 0);
+    EXPECT_GT(qam(559250, 3, BDA_MOD_256QAM), 0);
+}
+
+TEST_F(AtscGraph, StatisticsOfThisTunerAreOnlyOnItsDemodulatorNode) {
+    ComPtr<IBDA_SignalStatistics> onFilter;
+    EXPECT_EQ(tunerFilter.as(onFilter), E_NOINTERFACE);
+    ComPtr<IBDA_Topology> topology;
+    ASSERT_EQ(tunerFilter.as(topology), S_OK);
+    ULONG types[32], count = 0;
+    ASSERT_EQ(topology->GetNodeTypes(&count, 32, types), S_OK);
+    ASSERT_EQ(count, 2u);
+    GUID interfaces[32];
+    ULONG interfaceCount = 0;
+    EXPECT_EQ(topology->GetNodeInterfaces(types[0], &interfaceCount, 32, interfaces), S_OK);
+    EXPECT_EQ(interfaceCount, 0u);
+    ASSERT_EQ(topology->GetNodeInterfaces(types[1], &interfaceCount, 32, interfaces), S_OK);
+    ASSERT_EQ(interfaceCount, 1u);
+    EXPECT_EQ(interfaces[0], __uuidof(IBDA_SignalStatistics));
+    ComPtr<IUnknown> node;
+    ASSERT_EQ(topology->GetControlNode(0, 1, types[1], node.put()), S_OK);
+    ComPtr<IBDA_SignalStatistics> statistics;
+    ASSERT_EQ(node.as(statistics), S_OK);
+    const auto read = [&] {
+        LONG quality = -1;
+        BOOLEAN locked = 2, present = 2;
+        statistics->get_SignalQuality(&quality);
+        statistics->get_SignalLocked(&locked);
+        statistics->get_SignalPresent(&present);
+        return std::tuple(static_cast<int>(locked), static_cast<int>(present), quality);
+    };
+    EXPECT_EQ(read(), std::tuple(0, 0, 0L)) << "nothing tuned";
+    tuner->put_TuneRequest(atscRequest(31, TunerInputAntenna).get());
+    EXPECT_EQ(read(), std::tuple(1, 1, 35L)) << "a weak channel, as the scenario gives it";
+    tuner->put_TuneRequest(atscRequest(7, TunerInputAntenna).get());
+    EXPECT_EQ(read(), std::tuple(1, 1, 100L));
+    EXPECT_EQ(statistics->put_SignalQuality(10), E_NOTIMPL);
+    // The node keeps its filter alive while it is held.
+    statistics.reset();
+    node.reset();
+}
+
+TEST_F(AtscGraph, ProvidersOnlyTakeRequestsOfTheirNetwork) {
+    auto dvbt = create<IBaseFilter>(CLSID_DVBTNetworkProvider);
+    auto qam = create<IBaseFilter>(tunekit::CLSID_ATSCQAMNetworkProvider);
+    ComPtr<ITuner> dvbtTuner, qamTuner;
+    ASSERT_EQ(dvbt.as(dvbtTuner), S_OK);
+    ASSERT_EQ(qam.as(qamTuner), S_OK);
+    EXPECT_EQ(dvbtTuner->put_TuneRequest(atscRequest(7, TunerInputAntenna).get()), E_INVALIDARG);
+    EXPECT_EQ(qamTuner->put_TuneRequest(atscRequest(7, TunerInputAntenna).get()), S_OK);
+    ComPtr<IFrequencyMap> map;
+    EXPECT_EQ(qam.as(map), E_NOINTERFACE) << "only the DVB-T provider has frequency maps";
+    EXPECT_EQ(qamTuner->put_TuneRequest(nullptr), E_POINTER);
+}
+
+// The DVB-T stick as the DVB-T test wires it, with the sample grabber behind the receiver.
+class DvbtGraph : public ::testing::Test, public DigitalFixture {
+protected:
+    explicit DvbtGraph(const std::string& json = scenarioText("dvbt")) : DigitalFixture(json) {}
+
+    void SetUp() override {
+        graph = create<IGraphBuilder>(CLSID_FilterGraph);
+        provider = create<IBaseFilter>(CLSID_DVBTNetworkProvider);
+        ASSERT_EQ(graph->AddFilter(provider.get(), L"DVB-T Network Provider"), S_OK);
+        tunerFilter = load(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, graph.get());
+        receiver = load(tunekit::KSCATEGORY_BDA_RECEIVER_COMPONENT, graph.get());
+        grabberFilter = create<IBaseFilter>(tunekit::CLSID_SampleGrabber);
+        ASSERT_EQ(graph->AddFilter(grabberFilter.get(), L"SampleGrabber"), S_OK);
+        demux = create<IBaseFilter>(CLSID_MPEG2Demultiplexer);
+        ASSERT_EQ(graph->AddFilter(demux.get(), L"Demux"), S_OK);
+        ASSERT_EQ(graph->Connect(pin(provider.get(), L"Antenna Out").get(), pin(tunerFilter.get(), L"Input0").get()), S_OK);
+        ASSERT_EQ(graph->Connect(pin(tunerFilter.get(), L"MPEG2 Transport").get(), pin(receiver.get(), L"MPEG2 Transport In").get()), S_OK);
+        ASSERT_EQ(graph->Connect(pin(receiver.get(), L"MPEG2 Transport").get(), pin(grabberFilter.get(), L"Input").get()), S_OK);
+        ASSERT_EQ(graph->Connect(pin(grabberFilter.get(), L"Output").get(), pin(demux.get(), L"MPEG-2 Stream").get()), S_OK);
+        ASSERT_EQ(provider.as(tuner), S_OK);
+        ASSERT_EQ(grabberFilter.as(grabber), S_OK);
+        ASSERT_EQ(graph.as(control), S_OK);
+    }
+
+    void TearDown() override {
+        control->Stop();
+        control.reset();
+        grabber.reset();
+        tuner.reset();
+        for (auto* f : {&demux, &grabberFilter, &receiver, &tunerFilter, &provider}) f->reset();
+        graph.reset();
+        EXPECT_TRUE(simulation().liveObjects().empty()) << liveObjects();
+    }
+
+    void tune(long frequency, ModulationType modulation, TransmissionMode mode, GuardInterval guard, BinaryConvolutionCodeRate rate,
+              long bandwidth) {
+        auto space = create<ITuningSpace>(CLSID_DVBTuningSpace);
+        ComPtr<IDVBTuningSpace2> dvb;
+        ASSERT_EQ(space.as(dvb), S_OK);
+        dvb->put_SystemType(DVB_Terrestrial);
+        BSTR type = SysAllocString(L"{216C62DF-6D7F-4E9A-8571-05F14EDB766A}");
+        EXPECT_EQ(space->put_NetworkType(type), S_OK);
+        SysFreeString(type);
+        ComPtr<ITuneRequest> request;
+        ASSERT_EQ(space->CreateTuneRequest(request.put()), S_OK);
+        ComPtr<IDVBTuneRequest> dvbRequest;
+        ASSERT_EQ(request.as(dvbRequest), S_OK);
+        auto locator = create<IDVBTLocator>(CLSID_DVBTLocator);
+        locator->put_CarrierFrequency(frequency);
+        locator->put_Modulation(modulation);
+        locator->put_Mode(mode);
+        locator->put_Guard(guard);
+        locator->put_LPInnerFECRate(rate);
+        locator->put_Bandwidth(bandwidth);
+        ASSERT_EQ(request->put_Locator(locator.get()), S_OK);
+        ASSERT_EQ(tuner->put_TuneRequest(request.get()), S_OK);
+    }
+
+    void tuneGood() { tune(522000, BDA_MOD_64QAM, BDA_XMIT_MODE_8K, BDA_GUARD_1_4, BDA_BCC_RATE_2_3, 8); }
+
+    std::vector<BYTE> currentSample() {
+        LONG size = 0;
+        EXPECT_EQ(grabber->GetCurrentBuffer(&size, nullptr), S_OK);
+        std::vector<BYTE> data(static_cast<std::size_t>(size) + 3);
+        EXPECT_EQ(grabber->GetCurrentBuffer(&size, reinterpret_cast<LONG*>(data.data())), S_OK);
+        data.resize(static_cast<std::size_t>(size));
+        return data;
+    }
+
+    ComPtr<IGraphBuilder> graph;
+    ComPtr<IBaseFilter> provider, tunerFilter, receiver, grabberFilter, demux;
+    ComPtr<ITuner> tuner;
+    ComPtr<ISampleGrabber> grabber;
+    ComPtr<IMediaControl> control;
+};
+
+TEST_F(DvbtGraph, TheGrabberHasNoSampleUntilTheRunningGraphIsOnAChannelWithAStream) {
+    LONG size = 0;
+    EXPECT_EQ(grabber->GetCurrentBuffer(&size, nullptr), E_INVALIDARG) << "not buffering";
+    ASSERT_EQ(grabber->SetBufferSamples(TRUE), S_OK);
+    EXPECT_EQ(grabber->GetCurrentBuffer(&size, nullptr), VFW_E_WRONG_STATE);
+    tuneGood();
+    qis::System::sleep(0.1);
+    EXPECT_EQ(grabber->GetCurrentBuffer(&size, nullptr), VFW_E_WRONG_STATE) << "stopped";
+    ASSERT_EQ(control->Run(), S_OK);
+    tune(522000, BDA_MOD_64QAM, BDA_XMIT_MODE_8K, BDA_GUARD_1_8, BDA_BCC_RATE_2_3, 8);
+    qis::System::sleep(0.1);
+    EXPECT_EQ(grabber->GetCurrentBuffer(&size, nullptr), VFW_E_WRONG_STATE) << "another guard interval does not lock";
+    tuneGood();
+    qis::System::sleep(0.05);
+    ASSERT_EQ(grabber->GetCurrentBuffer(&size, nullptr), S_OK);
+    EXPECT_EQ(size, 188 * 64);
+    std::vector<LONG> small(10);
+    LONG smallSize = 40;
+    EXPECT_EQ(grabber->GetCurrentBuffer(&smallSize, small.data()), E_OUTOFMEMORY);
+    const std::vector<BYTE> sample = currentSample();
+    ASSERT_EQ(sample.size(), 188u * 64u);
+    for (std::size_t at = 0; at < sample.size(); at += 188) EXPECT_EQ(sample[at], 0x47) << at;
+    // A new tuning flushes what was buffered.
+    tune(474000, BDA_MOD_64QAM, BDA_XMIT_MODE_8K, BDA_GUARD_1_4, BDA_BCC_RATE_2_3, 8);
+    qis::System::sleep(0.05);
+    EXPECT_EQ(grabber->GetCurrentBuffer(&size, nullptr), VFW_E_WRONG_STATE);
+}
+
+// Counts what a stream analyzer penalises: packets with the transport-error indicator, and
+// continuity-counter gaps on the video PID.
+struct Damage {
+    int packets = 0, errors = 0, videoErrors = 0, gaps = 0, nulls = 0, pcrs = 0;
+};
+
+Damage inspect(const std::vector<BYTE>& ts) {
+    Damage d;
+    int last = -1;
+    for (std::size_t at = 0; at + 188 <= ts.size(); at += 188) {
+        const BYTE* p = &ts[at];
+        ++d.packets;
+        const unsigned pid = ((p[1] & 0x1F) << 8) | p[2];
+        if (p[1] & 0x80) ++d.errors;
+        if (pid == 0x1FFF) {
+            ++d.nulls;
+            continue;
+        }
+        if (p[1] & 0x80) ++d.videoErrors;
+        if ((p[3] & 0x20) && p[4] >= 7 && (p[5] & 0x10)) ++d.pcrs;
+        const int cc = p[3] & 0x0F;
+        if (last >= 0 && cc != ((last + 1) & 0x0F)) ++d.gaps;
+        last = cc;
+    }
+    return d;
+}
+
+TEST_F(DvbtGraph, DamageInTheStreamFollowsTheQualityOfTheChannel) {
+    grabber->SetBufferSamples(TRUE);
+    control->Run();
+    tuneGood(); // quality 95
+    qis::System::sleep(0.05);
+    const Damage good = inspect(currentSample());
+    EXPECT_EQ(good.packets, 64);
+    EXPECT_GT(good.nulls, 0);
+    EXPECT_GT(good.pcrs, 0);
+    EXPECT_NEAR(good.errors, 64 * 5 / 100, 1);
+    EXPECT_EQ(good.gaps, good.videoErrors) << "a damaged video packet also breaks the continuity count";
+    tune(562000, BDA_MOD_16QAM, BDA_XMIT_MODE_8K, BDA_GUARD_1_8, BDA_BCC_RATE_2_3, 8); // quality 30
+    qis::System::sleep(0.05);
+    const Damage poor = inspect(currentSample());
+    EXPECT_NEAR(poor.errors, 64 * 70 / 100, 1);
+}
+
+TEST_F(DvbtGraph, FrequencyMapsAreTheScenariosAndTheCallerFreesThem) {
+    ComPtr<IFrequencyMap> map;
+    ASSERT_EQ(provider.as(map), S_OK);
+    ULONG count = 0, *list = nullptr;
+    ASSERT_EQ(map->get_CountryCodeList(&count, &list), S_OK);
+    EXPECT_EQ(std::vector<ULONG>(list, list + count), (std::vector<ULONG>{31, 44, 49}));
+    CoTaskMemFree(list);
+    ASSERT_EQ(map->get_DefaultFrequencyMapping(44, &count, &list), S_OK);
+    EXPECT_EQ(std::vector<ULONG>(list, list + count), (std::vector<ULONG>{474000, 490000, 506000, 530000}));
+    CoTaskMemFree(list);
+    EXPECT_EQ(map->get_DefaultFrequencyMapping(1, &count, &list), E_INVALIDARG);
+    EXPECT_EQ(list, nullptr);
+    EXPECT_EQ(map->put_CountryCode(49), S_OK);
+    ULONG code = 0;
+    map->get_CountryCode(&code);
+    EXPECT_EQ(code, 49u);
+    EXPECT_EQ(map->put_CountryCode(1), E_INVALIDARG);
+}
+
+TEST_F(DvbtGraph, WhatWasTunedIsJournaledOnTheLocatorAndTheProvider) {
+    tune(506000, BDA_MOD_64QAM, BDA_XMIT_MODE_2K, BDA_GUARD_1_32, BDA_BCC_RATE_2_3, 8);
+    const auto tunes = callsOf("put_TuneRequest");
+    ASSERT_EQ(tunes.size(), 1u);
+    EXPECT_EQ(tunes[0].object, "DVBTNetworkProvider");
+    EXPECT_EQ(tunes[0].arguments, "DVB-T frequency=506000 modulation=3 mode=1 guard=1 lpFecRate=2 bandwidth=8");
+    std::vector<std::string> locator;
+    for (const auto& c : simulation().journal().calls())
+        if (c.object == "DVBTLocator" && c.method != "CoCreateInstance") locator.push_back(c.method.utf8() + "(" + c.arguments.utf8() + ")");
+    EXPECT_THAT(locator, ElementsAre("put_CarrierFrequency(506000)", "put_Modulation(3)", "put_Mode(1)", "put_Guard(1)",
+                                     "put_LPInnerFECRate(2)", "put_Bandwidth(8)"));
+    ComPtr<IBDA_SignalStatistics> statistics;
+    ASSERT_EQ(tunerFilter.as(statistics), S_OK) << "this tuner has its statistics on the filter";
+    BOOLEAN present = 0;
+    statistics->get_SignalPresent(&present);
+    EXPECT_EQ(present, 1);
+}
+
+TEST_F(DvbtGraph, TablesReachTheTransportInformationFilterAndTheRestRenders) {
+    ComPtr<IBaseFilter> tif = load(tunekit::KSCATEGORY_BDA_TRANSPORT_INFORMATION, graph.get());
+    ASSERT_TRUE(tif);
+    // Video and audio cannot connect to it; the table pin can.
+    EXPECT_NE(graph->Connect(pin(demux.get(), L"001").get(), pin(tif.get(), L"Input").get()), S_OK);
+    EXPECT_EQ(graph->Connect(pin(demux.get(), L"003").get(), pin(tif.get(), L"Input").get()), S_OK);
+    EXPECT_EQ(graph->Render(pin(demux.get(), L"001").get()), S_OK);
+    EXPECT_EQ(graph->Render(pin(demux.get(), L"002").get()), S_OK);
+}
+
+// A stick whose samples are cut smaller than a packet, and whose provider refuses its second
+// tune request.
+class SmallSamples : public DvbtGraph {
+protected:
+    SmallSamples() : DvbtGraph(R"({
+      "device": {"name": "Stick"},
+      "categories": {
+        "BDANetworkTuner": [{"friendlyName": "Tuner", "filter": "tuner"}],
+        "BDAReceiverComponent": [{"friendlyName": "Receiver", "filter": "receiver"}]
+      },
+      "filters": {
+        "tuner": {"kind": "bdaTuner", "receives": {"dvbt": [
+          {"frequency": 522000, "modulation": "64QAM", "mode": "8K", "guard": "1/4", "lpFecRate": "2/3", "bandwidth": 8, "sampleBytes": 100}]}},
+        "receiver": {"kind": "bdaReceiver"}
+      },
+      "faults": [{"object": "DVBTNetworkProvider", "method": "put_TuneRequest", "call": 2, "result": "E_FAIL"}]
+    })") {}
+};
+
+TEST_F(SmallSamples, TheGrabberOnlyEverHoldsPartOfAPacketAndFaultsReachTheProvider) {
+    grabber->SetBufferSamples(TRUE);
+    control->Run();
+    tuneGood();
+    qis::System::sleep(0.05);
+    LONG size = 0;
+    ASSERT_EQ(grabber->GetCurrentBuffer(&size, nullptr), S_OK);
+    EXPECT_EQ(size, 100);
+    EXPECT_EQ(currentSample()[0], 0x47);
+    // The second request fails as the scenario says, and tunes nothing.
+    auto space = create<ITuningSpace>(CLSID_DVBTuningSpace);
+    ComPtr<ITuneRequest> request;
+    ASSERT_EQ(space->CreateTuneRequest(request.put()), S_OK);
+    EXPECT_EQ(tuner->put_TuneRequest(request.get()), E_FAIL);
+    EXPECT_TRUE(callsOf("put_TuneRequest").back().injected);
+    ASSERT_EQ(grabber->GetCurrentBuffer(&size, nullptr), S_OK) << "still on the channel";
+}
+
+// Rendering a tuner's transport stream reaches a demultiplexer already in the graph and goes on
+// to the renderers, as the OpenCable test relies on.
+class OcurGraph : public ::testing::Test, public DigitalFixture {
+protected:
+    OcurGraph() : DigitalFixture(scenarioText("ocur")) {}
+};
+
+TEST_F(OcurGraph, RenderingTheTunerOutputBuildsTheWholeChainThroughTheDemultiplexer) {
+    {
+        auto graph = create<IGraphBuilder>(CLSID_FilterGraph);
+        auto provider = create<IBaseFilter>(tunekit::CLSID_ATSCQAMNetworkProvider);
+        graph->AddFilter(provider.get(), L"ATSC QAM Network Provider");
+        auto devices = create<ICreateDevEnum>(CLSID_SystemDeviceEnum);
+        ComPtr<IEnumMoniker> monikers;
+        ASSERT_EQ(devices->CreateClassEnumerator(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, monikers.put(), 0), S_OK);
+        ComPtr<IMoniker> first, second;
+        ASSERT_EQ(monikers->Next(1, first.put(), nullptr), S_OK);
+        ASSERT_EQ(monikers->Next(1, second.put(), nullptr), S_OK);
+        ComPtr<IPropertyBag> bag;
+        ASSERT_EQ(second->BindToStorage(nullptr, nullptr, IID_IPropertyBag, bag.putVoid()), S_OK);
+        VARIANT path;
+        VariantInit(&path);
+        ASSERT_EQ(bag->Read(L"DevicePath", &path, nullptr), S_OK);
+        EXPECT_THAT(qis::String(path.bstrVal).utf8(), HasSubstr("#4&1c3d5a7e&0&00e0#{71985f48"));
+        VariantClear(&path);
+        ComPtr<IBaseFilter> tunerFilter;
+        ASSERT_EQ(second->BindToObject(nullptr, nullptr, IID_IBaseFilter, tunerFilter.putVoid()), S_OK);
+        graph->AddFilter(tunerFilter.get(), L"OCUR BDA Tuner");
+        ASSERT_EQ(graph->Connect(pin(provider.get(), L"Antenna Out").get(), pin(tunerFilter.get(), L"Input0").get()), S_OK);
+        auto demux = create<IBaseFilter>(CLSID_MPEG2Demultiplexer);
+        graph->AddFilter(demux.get(), L"Demux");
+        EXPECT_EQ(graph->Render(pin(tunerFilter.get(), L"MPEG2 Transport").get()), S_OK);
+        ComPtr<IBaseFilter> renderer;
+        EXPECT_EQ(graph->FindFilterByName(L"Video Renderer", renderer.put()), S_OK);
+        EXPECT_EQ(graph->FindFilterByName(L"MPEG-2 Demultiplexer", renderer.put()), VFW_E_NOT_FOUND) << "the one in the graph was used";
+        ComPtr<IVideoWindow> window;
+        EXPECT_EQ(graph.as(window), S_OK);
+    }
+    EXPECT_TRUE(simulation().liveObjects().empty()) << liveObjects();
+}
+
+class SystemObjects : public ::testing::Test, public DigitalFixture {
+protected:
+    SystemObjects() : DigitalFixture(std::string()) {}
+};
+
+TEST_F(SystemObjects, TheTuningSpaceContainerIsIndexedFromZeroAndByName) {
+    {
+        auto container = create<ITuningSpaceContainer>(CLSID_SystemTuningSpaces);
+        LONG count = 0;
+        ASSERT_EQ(container->get_Count(&count), S_OK);
+        ASSERT_GE(count, 4);
+        const auto nameAt = [&](VARIANT index) {
+            ComPtr<ITuningSpace> space;
+            const HRESULT hr = container->get_Item(index, space.put());
+            if (FAILED(hr)) return std::string("error");
+            BSTR name = nullptr;
+            space->get_UniqueName(&name);
+            std::string text = qis::String(name).utf8();
+            SysFreeString(name);
+            return text;
+        };
+        VARIANT index;
+        VariantInit(&index);
+        index.vt = VT_I4;
+        index.lVal = 3;
+        EXPECT_EQ(nameAt(index), "Digital Cable");
+        ComPtr<ITuningSpace> third;
+        ASSERT_EQ(container->get_Item(index, third.put()), S_OK);
+        ComPtr<IATSCTuningSpace> atsc;
+        EXPECT_EQ(third.as(atsc), S_OK) << "a cable ATSC space, which the OpenCable test tunes with";
+        index.lVal = count;
+        EXPECT_EQ(nameAt(index), "error");
+        index.vt = VT_BSTR;
+        index.bstrVal = SysAllocString(L"ATSCCable");
+        EXPECT_EQ(nameAt(index), "ATSCCable");
+        VariantClear(&index);
+    }
+    EXPECT_TRUE(simulation().liveObjects().empty()) << liveObjects();
+}
+
+TEST_F(SystemObjects, WithoutBdaDevicesTheCategoriesAreEmpty) {
+    auto devices = create<ICreateDevEnum>(CLSID_SystemDeviceEnum);
+    ComPtr<IEnumMoniker> monikers;
+    EXPECT_EQ(devices->CreateClassEnumerator(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, monikers.put(), 0), S_FALSE);
+    EXPECT_FALSE(monikers);
+    EXPECT_EQ(callsOf("CreateClassEnumerator").back().arguments, "BDANetworkTuner");
+}
+
+} // namespace
+} // namespace tvsim
