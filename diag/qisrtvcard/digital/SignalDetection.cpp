@@ -145,7 +145,8 @@ bool getSignalStrength(IBaseFilter* tunerFilter) {
     if (!tunerFilter) return false;
     TunerLogger::logDebugMessage(kQueryTopology);
     ComPtr<IBDA_Topology> topology;
-    if (FAILED(tunerFilter->QueryInterface(IID_IBDA_Topology, topology.putVoid())) || !topology) {
+    // By __uuidof: mingw-w64's import library carries a wrong IID_IBDA_Topology.
+    if (FAILED(tunerFilter->QueryInterface(__uuidof(IBDA_Topology), topology.putVoid())) || !topology) {
         TunerLogger::logDebugMessage(kNoTopology);
         return false;
     }
