@@ -33,28 +33,6 @@ std::string card(const std::string& capabilities = R"("VideoCapture", "VideoCapt
            extra + "}";
 }
 
-void addFault(const char* object, const char* method, unsigned call = 0) {
-    tvsim::FaultRule rule;
-    rule.object = object;
-    rule.method = method;
-    rule.call = call;
-    tvsim::Simulation::current().faults().add(rule);
-}
-
-std::vector<std::string> arguments(const char* object, const char* method) {
-    std::vector<std::string> list;
-    for (const auto& call : tvsim::Simulation::current().journal().calls())
-        if ((qis::String(object) == "*" || call.object == object) && call.method == method) list.push_back(call.arguments.utf8() + (call.injected ? " (failed)" : ""));
-    return list;
-}
-
-bool haveDisplay() {
-    HWND probe = CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 1, 1, nullptr, nullptr, nullptr, nullptr);
-    if (!probe) return false;
-    DestroyWindow(probe);
-    return true;
-}
-
 // What an AVI file's main header promises, and whether its index lists as many video chunks.
 struct AviSummary {
     bool riffAvi = false;
@@ -84,7 +62,7 @@ AviSummary readAvi(const std::filesystem::path& path) {
 class CaptureTests : public ::testing::Test {
 protected:
     void SetUp() override {
-        if (!haveDisplay()) GTEST_SKIP() << "no display (run under xvfb-run)";
+        if (!testing::haveDisplay()) GTEST_SKIP() << "no display (run under xvfb-run)";
         testing::initialiseCatalogue();
         // ".\capture.avi" is written to the current directory: the cases share one of their own.
         // (It also holds the logs the module opens there, so it is not removed between cases.)
@@ -127,9 +105,9 @@ TEST_F(CaptureTests, ScreenShowsThePreviewForThreeSecondsAndPasses) {
     EXPECT_EQ(run(CaptureToScreenTest), TestResult::PASS());
     EXPECT_THAT(probe_.eventKeys(), IsEmpty());
     EXPECT_GT(ranFor_, 3.0);
-    EXPECT_THAT(arguments("CaptureGraphBuilder2", "RenderStream").front(), ::testing::HasSubstr("PIN_CATEGORY_PREVIEW, MEDIATYPE_Video"));
-    EXPECT_THAT(arguments("*", "put_Mode"), ElementsAre("AMTUNER_MODE_TV"));
-    EXPECT_THAT(arguments("*", "Route"), ElementsAre("1, 0")); // the first output cannot take the tuner
+    EXPECT_THAT(testing::journalArguments("CaptureGraphBuilder2", "RenderStream").front(), ::testing::HasSubstr("PIN_CATEGORY_PREVIEW, MEDIATYPE_Video"));
+    EXPECT_THAT(testing::journalArguments("*", "put_Mode"), ElementsAre("AMTUNER_MODE_TV"));
+    EXPECT_THAT(testing::journalArguments("*", "Route"), ElementsAre("1, 0")); // the first output cannot take the tuner
     EXPECT_EQ(tvsim::Simulation::current().journal().count("VideoRenderer", "put_Visible"), 2u); // shown, then hidden
     expectNothingLeft();
 }
@@ -148,8 +126,8 @@ TEST_F(CaptureTests, ScreenFallsThroughToTheStreamFormsOnAStreamOnlyDevice) {
     EXPECT_EQ(forms[0], "PIN_CATEGORY_PREVIEW, MEDIATYPE_Video failed");
     EXPECT_EQ(forms[1], "PIN_CATEGORY_CAPTURE, MEDIATYPE_Video failed");
     // The stream goes through the module's MPEG-2 demultiplexer.
-    EXPECT_THAT(arguments("*", "AddFilter"), ::testing::Contains("MPEG2 Demux"));
-    EXPECT_TRUE(arguments("*", "put_Mode").empty()) << "no tuner capability, no TV mode";
+    EXPECT_THAT(testing::journalArguments("*", "AddFilter"), ::testing::Contains("MPEG2 Demux"));
+    EXPECT_TRUE(testing::journalArguments("*", "put_Mode").empty()) << "no tuner capability, no TV mode";
     expectNothingLeft();
 }
 
@@ -170,7 +148,7 @@ TEST_F(CaptureTests, ScreenFailuresGiveTheirEventsAndResults) {
     for (const Case& c : cases) {
         SCOPED_TRACE(std::string(c.object) + "::" + c.method);
         load(card());
-        addFault(c.object, c.method);
+        testing::addFault(c.object, c.method);
         probe_.reporter.events.clear();
         EXPECT_EQ(run(CaptureToScreenTest), c.result);
         ASSERT_THAT(probe_.eventKeys(), ElementsAre(c.event));
@@ -194,9 +172,9 @@ TEST_F(CaptureTests, FileReplacesAStaleCaptureWithThreeSecondsOfVideo) {
 
 TEST_F(CaptureTests, FileFallsBackToTheMpeg2WriterThenFailsWhenNeitherExists) {
     load(card());
-    addFault("CaptureGraphBuilder2", "SetOutputFileName", 1);
+    testing::addFault("CaptureGraphBuilder2", "SetOutputFileName", 1);
     EXPECT_EQ(run(CaptureToFileTest), TestResult::FAIL()); // the virtual system has no MPEG-2 writer
-    const auto calls = arguments("CaptureGraphBuilder2", "SetOutputFileName");
+    const auto calls = testing::journalArguments("CaptureGraphBuilder2", "SetOutputFileName");
     ASSERT_EQ(calls.size(), 2u);
     EXPECT_THAT(calls[1], ::testing::HasSubstr("7DC2C665-4033-4CAF-9273-F7D797FB245C"));
     ASSERT_THAT(probe_.eventKeys(), ElementsAre("error:ErrorCreatingFilterGraph"));
@@ -207,7 +185,7 @@ TEST_F(CaptureTests, FileFallsBackToTheMpeg2WriterThenFailsWhenNeitherExists) {
 
 TEST_F(CaptureTests, FileRefusedByTheGraphIsAnErrorNotAnUnsupportedDevice) {
     load(card());
-    addFault("FilterGraph", "AddFilter");
+    testing::addFault("FilterGraph", "AddFilter");
     EXPECT_EQ(run(CaptureToFileTest), TestResult::FAIL());
     ASSERT_THAT(probe_.eventKeys(), ElementsAre("error:ErrorCreatingFilterGraph"));
     EXPECT_EQ(probe_.reporter.events[0].variables.at("error"), "AddFilter failed.");
@@ -216,11 +194,11 @@ TEST_F(CaptureTests, FileRefusedByTheGraphIsAnErrorNotAnUnsupportedDevice) {
 
 TEST_F(CaptureTests, FileWithEveryRenderFormFailingReportsRenderStream) {
     load(card());
-    addFault("CaptureGraphBuilder2", "RenderStream");
+    testing::addFault("CaptureGraphBuilder2", "RenderStream");
     EXPECT_EQ(run(CaptureToFileTest), TestResult::FAIL());
     // Interleaved and video into the multiplexer; the stream form goes straight to the writer.
-    EXPECT_EQ(arguments("CaptureGraphBuilder2", "RenderStream").size(), 2u);
-    EXPECT_THAT(arguments("*", "SetFileName"), ElementsAre(".\\capture.avi", ".\\capture.avi"));
+    EXPECT_EQ(testing::journalArguments("CaptureGraphBuilder2", "RenderStream").size(), 2u);
+    EXPECT_THAT(testing::journalArguments("*", "SetFileName"), ElementsAre(".\\capture.avi", ".\\capture.avi"));
     ASSERT_THAT(probe_.eventKeys(), ElementsAre("error:ErrorCreatingFilterGraph"));
     EXPECT_EQ(probe_.reporter.events[0].variables.at("error"), "RenderStream failed.");
     EXPECT_EQ(probe_.reporter.percents.back(), 100);

@@ -19,35 +19,6 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using tunekit::ComPtr;
 
-// The tuner log's lines while it lives.
-class TunerLogLines {
-public:
-    TunerLogLines() {
-        qis::LogFactory::setPriority(qis::LogPriority::Debug);
-        sink_ = qis::LogFactory::addSink([this](const qis::LogRecord& record) {
-            if (record.category == "libTunekit") lines_.push_back(record.text.utf8());
-        });
-    }
-    ~TunerLogLines() {
-        qis::LogFactory::removeSink(sink_);
-        qis::LogFactory::setPriority(qis::LogPriority::Info);
-    }
-    const std::vector<std::string>& lines() const { return lines_; }
-
-private:
-    int sink_ = 0;
-    std::vector<std::string> lines_;
-};
-
-std::string conditionOf(const std::function<void()>& body) {
-    try {
-        body();
-    } catch (const qis::AssertionFailure& failure) {
-        return failure.getCondition().utf8();
-    }
-    return "(nothing thrown)";
-}
-
 class GraphToolkit : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -77,14 +48,14 @@ protected:
 
 TEST_F(GraphToolkit, ConnectFiltersChecksTheUpstreamFilterFirst) {
     const ComPtr<IBaseFilter> renderer = add(CLSID_VideoRenderer, L"Video Renderer");
-    EXPECT_EQ(conditionOf([&] { ConnectFilters(nullptr, nullptr, graph_.get()); }), "pFilterUpstream");
-    EXPECT_EQ(conditionOf([&] { ConnectFilters(renderer.get(), nullptr, graph_.get()); }), "pFilterDownstream");
+    EXPECT_EQ(testing::assertionOf([&] { ConnectFilters(nullptr, nullptr, graph_.get()); }), "pFilterUpstream");
+    EXPECT_EQ(testing::assertionOf([&] { ConnectFilters(renderer.get(), nullptr, graph_.get()); }), "pFilterDownstream");
 }
 
 TEST_F(GraphToolkit, AnUpstreamFilterWithoutAFreeOutputConnectsNothing) {
     const ComPtr<IBaseFilter> renderer = add(CLSID_VideoRenderer, L"Video Renderer");
     const ComPtr<IBaseFilter> writer = add(CLSID_FileWriter, L"File Writer");
-    TunerLogLines log;
+    testing::LogLines log;
     EXPECT_FALSE(ConnectFilters(renderer.get(), writer.get(), graph_.get()));
     EXPECT_THAT(log.lines(), ElementsAre("IBaseFilter::EnumPins(Upstream)", "Starting in pin connection search",
                                          "IPin::QueryPinInfo(Upstream)", "Checking if not connected try to connect it",
@@ -95,7 +66,7 @@ TEST_F(GraphToolkit, PinsThatCannotBeConnectedAreTriedInTurnWithoutAnError) {
     // The multiplexer's AVI stream does not fit the renderer's video input.
     const ComPtr<IBaseFilter> mux = add(CLSID_AviDest, L"AVI Mux");
     const ComPtr<IBaseFilter> renderer = add(CLSID_VideoRenderer, L"Video Renderer");
-    TunerLogLines log;
+    testing::LogLines log;
     EXPECT_FALSE(ConnectFilters(mux.get(), renderer.get(), graph_.get()));
     EXPECT_THAT(log.lines(), Contains("Connecting pins failed."));
     EXPECT_EQ(log.lines().back(), "Completed in pin search");
@@ -103,15 +74,15 @@ TEST_F(GraphToolkit, PinsThatCannotBeConnectedAreTriedInTurnWithoutAnError) {
 
 TEST_F(GraphToolkit, RenderingAFilterWithoutOutputsIsAnImpossibleGraph) {
     const ComPtr<IBaseFilter> renderer = add(CLSID_VideoRenderer, L"Video Renderer");
-    EXPECT_EQ(conditionOf([&] { renderGraph(renderer.get(), graph_.get()); }), "false");
-    EXPECT_EQ(conditionOf([&] { clearqam::renderGraph(renderer.get(), graph_.get()); }), "false");
+    EXPECT_EQ(testing::assertionOf([&] { renderGraph(renderer.get(), graph_.get()); }), "false");
+    EXPECT_EQ(testing::assertionOf([&] { clearqam::renderGraph(renderer.get(), graph_.get()); }), "false");
 }
 
 TEST_F(GraphToolkit, RemoveFiltersTakesEveryFilterOutHalfASecondEachWithTheOffsetCountLine) {
     add(CLSID_VideoRenderer, L"Video Renderer");
     add(CLSID_AviDest, L"AVI Mux");
     add(CLSID_FileWriter, L"File Writer");
-    TunerLogLines log;
+    testing::LogLines log;
     const double started = seconds();
     removeFilters(graph_.get());
     EXPECT_GE(seconds() - started, 1.5);
@@ -124,7 +95,7 @@ TEST_F(GraphToolkit, RemoveFiltersTakesEveryFilterOutHalfASecondEachWithTheOffse
 }
 
 TEST_F(GraphToolkit, RemoveFiltersOnAnEmptyGraphLogsTheWholeText) {
-    TunerLogLines log;
+    testing::LogLines log;
     removeFilters(graph_.get());
     EXPECT_THAT(log.lines(), ElementsAre("Number of filters to remove: "));
 }
@@ -135,7 +106,7 @@ TEST_F(GraphToolkit, FindFromNameHandsTheCallerAReferenceOrThrows) {
     ComPtr<IBaseFilter> found;
     found.attach(FindFromName(L"Video Renderer", graph_.get()));
     EXPECT_EQ(found.get(), renderer.get());
-    EXPECT_EQ(conditionOf([&] { FindFromName(L"video renderer", graph_.get()); }), "false") << "names compare exactly";
+    EXPECT_EQ(testing::assertionOf([&] { FindFromName(L"video renderer", graph_.get()); }), "false") << "names compare exactly";
 }
 
 TEST_F(GraphToolkit, FramesBeingRenderedGivesUpAfterTwoAndAHalfSecondsOnAStoppedRenderer) {

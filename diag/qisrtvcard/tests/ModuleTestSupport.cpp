@@ -6,6 +6,7 @@
 #include "frame/Catalogue.h"
 #include "frame/Entry.h"
 #include "frame/Simulated.h"
+#include "qis/Exception.h"
 #include "tvsim/Simulation.h"
 
 namespace qisrtvcard::testing {
@@ -81,7 +82,11 @@ std::vector<std::string> Probe::eventKeys() const {
 SimulatedSystem::SimulatedSystem(const std::string& scenarioJson) {
     initialiseCatalogue();
     mirt5::SimulationRequest request;
-    if (!scenarioJson.empty()) request.scenario = qis::String(writeTempFile("scenario.json", scenarioJson).string());
+    // JSON text goes through a file as a host's would; anything else names a built-in scenario.
+    if (!scenarioJson.empty() && scenarioJson.front() == '{')
+        request.scenario = qis::String(writeTempFile("scenario.json", scenarioJson).string());
+    else if (!scenarioJson.empty())
+        request.scenario = qis::String(scenarioJson);
     system_ = startSimulatedSystem(request);
 }
 
@@ -93,6 +98,54 @@ std::string SimulatedSystem::liveObjects() const {
         for (const auto& object : simulation->liveObjects())
             text += object.name.utf8() + " (" + std::to_string(object.references) + ")\n";
     return text;
+}
+
+void addFault(const char* object, const char* method, unsigned call, std::uint32_t result) {
+    tvsim::FaultRule rule;
+    rule.object = object;
+    rule.method = method;
+    rule.call = call;
+    rule.result = static_cast<std::int32_t>(result);
+    tvsim::Simulation::current().faults().add(rule);
+}
+
+std::vector<std::string> journalArguments(const char* object, const char* method) {
+    std::vector<std::string> list;
+    for (const auto& call : tvsim::Simulation::current().journal().calls())
+        if ((qis::String(object) == "*" || call.object == object) && call.method == method)
+            list.push_back(call.arguments.utf8() + (call.injected ? " (failed)" : ""));
+    return list;
+}
+
+bool haveDisplay() {
+    HWND probe = CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 1, 1, nullptr, nullptr, nullptr, nullptr);
+    if (!probe) return false;
+    DestroyWindow(probe);
+    return true;
+}
+
+std::string assertionOf(const std::function<void()>& body) {
+    try {
+        body();
+    } catch (const qis::AssertionFailure& failure) {
+        return failure.getCondition().utf8();
+    }
+    return "(nothing thrown)";
+}
+
+LogLines::LogLines(const char* category) {
+    qis::LogFactory::setPriority(qis::LogPriority::Debug);
+    const qis::String wanted(category);
+    sink_ = qis::LogFactory::addSink([this, wanted](const qis::LogRecord& record) {
+        if (record.category != wanted) return;
+        lines_.push_back(record.text.utf8());
+        priorities_.push_back(record.priority);
+    });
+}
+
+LogLines::~LogLines() {
+    qis::LogFactory::removeSink(sink_);
+    qis::LogFactory::setPriority(qis::LogPriority::Info);
 }
 
 } // namespace qisrtvcard::testing

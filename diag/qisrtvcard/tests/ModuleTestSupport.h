@@ -52,7 +52,8 @@ struct Probe {
 // Parameter values a host would typically give.
 std::map<std::string, std::string> defaultParameters();
 
-// The virtual TV system for one scope, from a scenario's JSON text (empty: the built-in default).
+// The virtual TV system for one scope, from a scenario's JSON text, or the name of a built-in
+// scenario (empty: the built-in default).
 class SimulatedSystem {
 public:
     explicit SimulatedSystem(const std::string& scenarioJson = std::string());
@@ -63,6 +64,31 @@ public:
 
 private:
     mirt5::SimulatedSystem system_;
+};
+
+// Makes a method of a simulated object ("*": any) fail, on every call or only on the Nth.
+void addFault(const char* object, const char* method, unsigned call = 0, std::uint32_t result = 0x80004005u);
+// The journaled arguments of one method, in order ("*": any object); failed calls end in " (failed)".
+std::vector<std::string> journalArguments(const char* object, const char* method);
+// True when windows can be created (tests that open windows run under xvfb-run).
+bool haveDisplay();
+// What a test threw as an assertion failure: its condition text, or "(nothing thrown)".
+std::string assertionOf(const std::function<void()>& body);
+
+// The records of one log category at debug level, while it lives.
+class LogLines {
+public:
+    explicit LogLines(const char* category = "libTunekit");
+    ~LogLines();
+    LogLines(const LogLines&) = delete;
+    LogLines& operator=(const LogLines&) = delete;
+    const std::vector<std::string>& lines() const { return lines_; }
+    const std::vector<int>& priorities() const { return priorities_; }
+
+private:
+    int sink_ = 0;
+    std::vector<std::string> lines_;
+    std::vector<int> priorities_;
 };
 
 } // namespace qisrtvcard::testing
