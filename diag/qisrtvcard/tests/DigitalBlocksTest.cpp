@@ -1,0 +1,405 @@
+// Filter loading, signal detection and ATSC tuning on the virtual digital card.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "ModuleTestSupport.h"
+#include "digital/AtscTuning.h"
+#include "digital/ClearQamTest.h"
+#include "digital/FilterLoading.h"
+#include "digital/GraphToolkit.h"
+#include "digital/SignalDetection.h"
+#include "frame/ComFactory.h"
+#include "tunekit/ComPtr.h"
+#include "tvsim/Simulation.h"
+
+namespace qisrtvcard {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using testing::journalArguments;
+using tunekit::ComPtr;
+
+constexpr const char* kPciLocator = R"(PCI\\VEN_14F1&DEV_8852&SUBSYS_71A10070&REV_04\\4&2A9C7E1B&0&00E0)";
+constexpr const char* kPciPath =
+    R"(\\\\?\\pci#ven_14f1&dev_8852&subsys_71a10070&rev_04#4&2a9c7e1b&0&00e0#{71985f48-1ca1-11d3-9cc8-00c04f7971e0}\\{8b884e32-fbca-11d4-b0a3-00a0c9f21fc7})";
+constexpr const char* kUsbLocator = R"(USB\\VID_2040&PID_7070\\4034567890)";
+constexpr const char* kUsbPath =
+    R"(\\\\?\\usb#vid_2040&pid_7070#4034567890#{71985f48-1ca1-11d3-9cc8-00c04f7971e0}\\{5b0d4ab4-e5bb-4a3a-b0c2-1f1e8f3e3f4d})";
+constexpr const char* kOtherPath =
+    R"(\\\\?\\pci#ven_1131&dev_7160&subsys_00000000&rev_03#4&1b2e3f4c&0&00e0#{71985f48-1ca1-11d3-9cc8-00c04f7971e0}\\{1a2b3c4d-0000-0000-0000-000000000001})";
+
+std::string tunerMoniker(const std::string& name, const std::string& path, const std::string& filter = "tuner") {
+    return R"({"friendlyName": ")" + name + R"(", )" + (path.empty() ? "" : R"("devicePath": ")" + path + R"(", )") +
+           R"("filter": ")" + filter + R"("})";
+}
+
+// A digital card: `tuners` are the tuner category's monikers, `tuner` the tuner filter's JSON.
+std::string digitalCard(const std::string& properties, const std::string& tuners, const std::string& tuner = R"({"kind": "bdaTuner"})",
+                        const std::string& extra = "") {
+    return R"({"device": {"name": "Digital card", "capabilities": ["VideoCapture", "DigitalTVTuner"], "properties": {)" + properties +
+           R"(}},
+               "categories": {"BDANetworkProvider": [{"friendlyName": "Microsoft Network Provider", "filter": "provider"}],
+                              "BDANetworkTuner": [)" + tuners + R"(],
+                              "BDAReceiverComponent": [{"friendlyName": "Receiver", "filter": "receiver"}],
+                              "BDATransportInformation": [{"friendlyName": "TIF", "filter": "tif"}]},
+               "filters": {"provider": {"kind": "networkProvider"}, "tuner": )" + tuner + R"(,
+                           "receiver": {"kind": "bdaReceiver"}, "tif": {"kind": "bdaTransportInformation"},
+                           "otherTuner": {"kind": "bdaTuner"}}
+               )" + extra + "}";
+}
+
+// A graph holding the generic network provider, on the virtual system of one scenario.
+class DigitalGraph : public ::testing::Test {
+protected:
+    // References into one simulation must go before it does.
+    virtual void release() {
+        tuner_.reset();
+        provider_.reset();
+        graph_.reset();
+    }
+    void load(const std::string& scenario) {
+        release();
+        system_.reset();
+        system_ = std::make_unique<testing::SimulatedSystem>(scenario);
+        ASSERT_HRESULT_SUCCEEDED(createInstance(CLSID_FilterGraph, nullptr, CLSCTX_ALL, IID_IGraphBuilder, graph_.putVoid()));
+        provider_.attach(getNetworkProvider());
+        ASSERT_TRUE(provider_);
+        ASSERT_HRESULT_SUCCEEDED(graph_->AddFilter(provider_.get(), L"Microsoft Network Provider"));
+    }
+    bool loadTuner(bool strict) {
+        tuner_.reset();
+        return LoadFilter(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, tuner_.put(), provider_.get(), true, graph_.get(),
+                          system_->device(), strict);
+    }
+    std::string tunerName() {
+        FILTER_INFO info{};
+        if (!tuner_ || FAILED(tuner_->QueryFilterInfo(&info))) return "(none)";
+        if (info.pGraph) info.pGraph->Release();
+        return qis::String(info.achName).utf8();
+    }
+    void TearDown() override { release(); }
+
+    std::unique_ptr<testing::SimulatedSystem> system_;
+    ComPtr<IGraphBuilder> graph_;
+    ComPtr<IBaseFilter> provider_;
+    ComPtr<IBaseFilter> tuner_;
+};
+
+// ---- filter loading --------------------------------------------------------------------------
+
+using FilterLoading = DigitalGraph;
+
+TEST_F(FilterLoading, WithoutStrictMatchTheFirstTunerThatConnectsWinsWhateverCardItIs) {
+    // The first "tuner" is a receiver: its input does not take the provider's output.
+    load(digitalCard(R"("DigitalFriendlyName": "My Tuner")", tunerMoniker("Broken Tuner", "", "receiver") + ", " +
+                                                               tunerMoniker("Other Card Tuner", kOtherPath, "otherTuner") + ", " +
+                                                               tunerMoniker("My Tuner", kPciPath)));
+    testing::LogLines log;
+    ASSERT_TRUE(loadTuner(false));
+    EXPECT_EQ(tunerName(), "Other Card Tuner");
+    EXPECT_THAT(journalArguments("FilterGraph", "AddFilter"), ElementsAre("Microsoft Network Provider", "Broken Tuner", "Other Card Tuner"));
+    EXPECT_EQ(journalArguments("FilterGraph", "RemoveFilter").size(), 1u) << "the tuner that did not connect is taken out again";
+    EXPECT_THAT(log.lines(), Contains("IGraphBuilder::AddFilter -> Broken Tuner"));
+    EXPECT_EQ(log.lines().back(), "Found filter");
+}
+
+TEST_F(FilterLoading, StrictMatchOnAPciCardAcceptsTheTunerOnItsPathWhateverItsName) {
+    load(digitalCard(std::string(R"("DigitalFriendlyName": "Marketing Name", "DeviceLocator": ")") + kPciLocator + "\"",
+                     tunerMoniker("Other Card Tuner", kOtherPath, "otherTuner") + ", " + tunerMoniker("Driver Tuner Name", kPciPath)));
+    testing::LogLines log;
+    ASSERT_TRUE(loadTuner(true));
+    EXPECT_EQ(tunerName(), "Driver Tuner Name");
+    EXPECT_THAT(log.lines(), Contains(std::string("Guids this:VEN_1131&DEV_7160&SUBSYS_00000000&REV_03\\4&1B2E3F4C&0&00E0      "
+                                                  "device we are looking for:") + "PCI\\VEN_14F1&DEV_8852&SUBSYS_71A10070&REV_04\\4&2A9C7E1B&0&00E0"));
+    EXPECT_THAT(log.lines(), Contains("Mismatching name while enumerating: looking for \"VEN_14F1&DEV_8852&SUBSYS_71A10070&REV_04#4&2A9C7E1B&0&00E0\" "
+                                      "or \"Marketing Name\" , but found: \"VEN_1131&DEV_7160&SUBSYS_00000000&REV_03#4&1B2E3F4C&0&00E0\" "
+                                      "and \"Other Card Tuner\""));
+}
+
+TEST_F(FilterLoading, StrictMatchOnAUsbDeviceGoesByNameAlone) {
+    const std::string locator = std::string(R"("DeviceLocator": ")") + kUsbLocator + "\"";
+    load(digitalCard(R"("DigitalFriendlyName": "USB Tuner", )" + locator, tunerMoniker("USB Tuner", kUsbPath)));
+    EXPECT_TRUE(loadTuner(true));
+    load(digitalCard(R"("DigitalFriendlyName": "Renamed", )" + locator, tunerMoniker("USB Tuner", kUsbPath)));
+    testing::LogLines log;
+    EXPECT_FALSE(loadTuner(true)) << "a USB locator is never brought into the path's form";
+    EXPECT_EQ(log.lines().back(), "Didn't find filter");
+}
+
+TEST_F(FilterLoading, AMissingFriendlyNamePropertyIsLoggedAndOnlyThePathCanMatch) {
+    const std::string locator = std::string(R"("DeviceLocator": ")") + kPciLocator + "\"";
+    load(digitalCard(locator, tunerMoniker("Other Card Tuner", kOtherPath, "otherTuner") + ", " + tunerMoniker("Driver Tuner Name", kPciPath)));
+    testing::LogLines log;
+    ASSERT_TRUE(loadTuner(true));
+    EXPECT_EQ(tunerName(), "Driver Tuner Name");
+    EXPECT_EQ(log.lines().front(), "The DigitalFriendlyName property is required, but wasn't found");
+}
+
+TEST_F(FilterLoading, FailuresEitherSkipTheCandidateOrEndTheSearch) {
+    const std::string tuners = tunerMoniker("First", kOtherPath, "otherTuner") + ", " + tunerMoniker("Second", kPciPath);
+    load(digitalCard(R"("DigitalFriendlyName": "x")", tuners));
+    testing::addFault("Moniker: First", "BindToObject");
+    EXPECT_TRUE(loadTuner(false));
+    EXPECT_EQ(tunerName(), "Second") << "a filter that cannot be bound is skipped";
+
+    load(digitalCard(R"("DigitalFriendlyName": "x")", tuners));
+    testing::addFault("Moniker: First", "BindToStorage");
+    testing::LogLines log;
+    EXPECT_FALSE(loadTuner(false)) << "a property bag that cannot be had ends the search";
+    EXPECT_THAT(log.lines().back(), HasSubstr("ERROR: IMoniker::BindToStorage failed. hr=-2147467259"));
+
+    load(digitalCard(R"("DigitalFriendlyName": "x")", ""));
+    EXPECT_FALSE(loadTuner(false)) << "an empty category is a failure too";
+    EXPECT_THAT(log.lines().back(), "ERROR: ICreateDevEnum::CreateClassEnumerator failed. hr=1");
+}
+
+// ---- signal detection ------------------------------------------------------------------------
+
+// A tuner that receives ATSC antenna channel 7 with these statistics, on the filter or only on
+// its topology node.
+std::string statisticsCard(const std::string& where, const std::string& statistics) {
+    return digitalCard(R"("DigitalFriendlyName": "Tuner")", tunerMoniker("Tuner", kPciPath),
+                       R"({"kind": "bdaTuner", "signalStatistics": ")" + where +
+                           R"(", "receives": {"atsc": {"antenna": [{"physicalChannel": 7, "minorChannel": 4, "statistics": )" + statistics + "}]}}}");
+}
+
+class SignalDetection : public DigitalGraph {
+protected:
+    // Tunes antenna channel 7 through the tuning space "ATSC".
+    void tune(long physicalChannel = 7) {
+        if (!tuner_) ASSERT_TRUE(loadTuner(false));
+        ASSERT_HRESULT_SUCCEEDED(provider_.as(tunerInterface_));
+        ComPtr<ITuningSpace> space;
+        space.attach(getTuningSpace(tunerInterface_.get(), L"ATSC"));
+        ASSERT_TRUE(space);
+        ITuningSpace* spacePointer = space.get();
+        ITuner* tuner = tunerInterface_.get();
+        ASSERT_TRUE(tuneToATSCChannel(&spacePointer, &tuner, TunerInputAntenna, physicalChannel));
+    }
+    bool present() { return isSignalPresent(false, tunerInterface_.get(), tuner_.get()); }
+    void release() override {
+        tunerInterface_.reset();
+        DigitalGraph::release();
+    }
+
+    ComPtr<ITuner> tunerInterface_;
+};
+
+TEST_F(SignalDetection, TheTopologyNodeNeedsPresenceLockAndQualityAboveFifty) {
+    load(statisticsCard("topology", R"({"locked": true, "present": true, "quality": 50})"));
+    tune();
+    EXPECT_FALSE(getSignalStrength(tuner_.get()));
+    load(statisticsCard("topology", R"({"locked": true, "present": true, "quality": 51})"));
+    tune();
+    testing::LogLines log;
+    EXPECT_TRUE(present());
+    EXPECT_THAT(log.lines(), ElementsAre("ERROR: IBaseFilter::QueryInterface(IBDA_SignalStatistics) is not working.",
+                                         "Trying new topology method", "Querying for topology on tuner device", "Getting nodes types",
+                                         "Getting node interfaces", "Getting node interfaces", "Checking for IID_IBDA_SignalStatistics",
+                                         "Checking for control node", "Querying for the sig stats from the topo node", "Topo sig qual: 51",
+                                         "Topo sig lock: 1", "Topo sig present: 1", "Topo sig strength: 80", "Topo sample time: 100",
+                                         "Checking if topo signal is present", "Found a valid signal"));
+    load(statisticsCard("topology", R"({"locked": true, "present": false, "quality": 90})"));
+    tune();
+    EXPECT_FALSE(present()) << "lock without presence";
+}
+
+TEST_F(SignalDetection, StatisticsOnTheFilterAnswerPresenceAlone) {
+    load(statisticsCard("filter", R"({"locked": false, "present": true, "quality": 10})"));
+    tune();
+    EXPECT_TRUE(present());
+    tune(8);
+    EXPECT_FALSE(present()) << "a channel the tuner does not receive";
+}
+
+TEST_F(SignalDetection, TheMinorChannelTechniqueAsksTheProvidersRequest) {
+    load(statisticsCard("filter", R"({"locked": true, "present": true, "quality": 90})"));
+    tune();
+    testing::Probe probe;
+    probe.parameters = {{"UseMinorChannelTechnique", "true"}};
+    ITuner* tuner = tunerInterface_.get();
+    IBaseFilter* filter = tuner_.get();
+    bool locked = false, unlocked = true, ignored = true;
+    probe.run([&](const mirt5::DiagDevice&) {
+        locked = isSignalPresent(true, tuner, filter);
+        ignored = isSignalPresent(false, tuner, filter); // not allowed: the statistics decide
+        return mirt5::TestResult::PASS();
+    });
+    EXPECT_TRUE(locked);
+    EXPECT_TRUE(ignored);
+    tune(8);
+    probe.run([&](const mirt5::DiagDevice&) {
+        unlocked = isSignalPresent(true, tuner, filter);
+        return mirt5::TestResult::PASS();
+    });
+    EXPECT_FALSE(unlocked) << "the minor channel reads back -1";
+}
+
+// ---- the sample grabber's stream -------------------------------------------------------------
+
+class StreamQuality : public DigitalGraph {
+protected:
+    // Provider, tuner, receiver, grabber; running, tuned to Clear QAM channel 80 program 3.
+    void build(const std::string& entry, bool tuneIt = true) {
+        load(digitalCard(R"("DigitalFriendlyName": "Tuner")", tunerMoniker("Tuner", kPciPath),
+                         R"({"kind": "bdaTuner", "receives": {"clearQam": [)" + entry + "]}}"));
+        ASSERT_TRUE(loadTuner(false));
+        ASSERT_TRUE(LoadFilter(tunekit::KSCATEGORY_BDA_RECEIVER_COMPONENT, receiver_.put(), tuner_.get(), true, graph_.get()));
+        ASSERT_HRESULT_SUCCEEDED(createInstance(tunekit::CLSID_SampleGrabber, nullptr, CLSCTX_ALL, IID_IBaseFilter, grabber_.putVoid()));
+        ASSERT_HRESULT_SUCCEEDED(graph_->AddFilter(grabber_.get(), L"SampleGrabber"));
+        ASSERT_TRUE(ConnectFilters(receiver_.get(), grabber_.get(), graph_.get()));
+        ComPtr<IMediaControl> control;
+        ASSERT_HRESULT_SUCCEEDED(graph_.as(control));
+        ASSERT_HRESULT_SUCCEEDED(control->Run());
+        if (!tuneIt) return;
+        ComPtr<ITuner> tuner;
+        ASSERT_HRESULT_SUCCEEDED(provider_.as(tuner));
+        ComPtr<ITuningSpace> space;
+        space.attach(getTuningSpace(tuner.get(), L"ATSCCable"));
+        ComPtr<ITuneRequest> request;
+        request.attach(createTuneRequest(space.get(), 80, 3));
+        ASSERT_HRESULT_SUCCEEDED(tuner->put_TuneRequest(request.get()));
+    }
+    void release() override {
+        receiver_.reset();
+        grabber_.reset();
+        DigitalGraph::release();
+    }
+    double seconds() { return std::chrono::duration<double>(tvsim::Simulation::current().elapsed()).count(); }
+
+    ComPtr<IBaseFilter> receiver_, grabber_;
+};
+
+TEST_F(StreamQuality, ACleanStreamRatesAboveFiftyAndADamagedOneBelow) {
+    build(R"({"frequency": 559250, "program": 3, "quality": 95})");
+    testing::LogLines log;
+    EXPECT_GT(getStreamSignalQuality(grabber_.get()), 50);
+    EXPECT_THAT(log.lines(), Contains(HasSubstr("Got Data bufferSize: ")));
+    build(R"({"frequency": 559250, "program": 3, "quality": 20})");
+    EXPECT_LE(getStreamSignalQuality(grabber_.get()), 50);
+}
+
+TEST_F(StreamQuality, NoSampleYetIsNoSignalAtOnceAndShortSamplesRunOutTheRounds) {
+    build(R"({"frequency": 559250, "program": 3})", false);
+    testing::LogLines log;
+    double started = seconds();
+    EXPECT_EQ(getStreamSignalQuality(grabber_.get()), -1);
+    EXPECT_LT(seconds() - started, 0.1) << "the first answer ends the rounds";
+    EXPECT_THAT(log.lines(), Contains("No Signal Present"));
+
+    build(R"({"frequency": 559250, "program": 3, "sampleBytes": 100})");
+    started = seconds();
+    EXPECT_EQ(getStreamSignalQuality(grabber_.get()), -1);
+    EXPECT_GE(seconds() - started, 0.5);
+    EXPECT_EQ(log.lines().back(), "We were not receiving any stream data");
+}
+
+TEST_F(StreamQuality, AFilterThatIsNoGrabberCannotBeRead) {
+    build(R"({"frequency": 559250, "program": 3})");
+    EXPECT_EQ(getStreamSignalQuality(receiver_.get()), -2);
+}
+
+// ---- ATSC tuning -----------------------------------------------------------------------------
+
+using AtscTuning = DigitalGraph;
+
+TEST_F(AtscTuning, OnlyTheProviderNamedExactlyIsTheGenericOne) {
+    system_ = std::make_unique<testing::SimulatedSystem>(R"({"device": {"name": "x"},
+        "categories": {"BDANetworkProvider": [{"friendlyName": "Microsoft DVBT Network Provider", "filter": "p"},
+                                              {"friendlyName": "microsoft network provider", "filter": "p"}]},
+        "filters": {"p": {"kind": "networkProvider"}}})");
+    ComPtr<IBaseFilter> provider;
+    provider.attach(getNetworkProvider());
+    EXPECT_FALSE(provider);
+}
+
+TEST_F(AtscTuning, TheQamTunerTakesTheFourthTuningSpaceAndLogsItsFailures) {
+    load(digitalCard(R"("DigitalFriendlyName": "Tuner")", tunerMoniker("Tuner", kPciPath)));
+    testing::LogLines log("qisrtvcard");
+    ComPtr<ITuningSpace> space;
+    ComPtr<IBaseFilter> qamProvider;
+    IGraphBuilder* graph = graph_.get();
+    ASSERT_TRUE(initializeATSCQAMTuner(space.put(), qamProvider.put(), &graph));
+    EXPECT_THAT(journalArguments("SystemTuningSpaces", "get_Item"), ElementsAre("3"));
+    EXPECT_THAT(journalArguments("FilterGraph", "AddFilter"), Contains("ATSC QAM Network Provider"));
+    EXPECT_THAT(log.lines(), Contains(HasSubstr("Added ATSC QAM network provider")));
+
+    load(digitalCard(R"("DigitalFriendlyName": "Tuner")", tunerMoniker("Tuner", kPciPath),
+                     R"({"kind": "bdaTuner"})", R"(, "tuningSpaces": [{"uniqueName": "ATSC", "kind": "ATSC"}])"));
+    graph = graph_.get();
+    EXPECT_FALSE(initializeATSCQAMTuner(space.put(), qamProvider.put(), &graph));
+    EXPECT_THAT(log.lines().back(), HasSubstr("Error pITuningSpaceContainer->get_Item failed. hr="));
+    EXPECT_EQ(log.priorities().back(), qis::LogPriority::Warning);
+}
+
+TEST_F(AtscTuning, AnUnknownInputTypeIsLoggedAsAnErrorAndStillPassedOn) {
+    load(digitalCard(R"("DigitalFriendlyName": "Tuner")", tunerMoniker("Tuner", kPciPath)));
+    ComPtr<ITuner> tuner;
+    ASSERT_HRESULT_SUCCEEDED(provider_.as(tuner));
+    ComPtr<ITuningSpace> space;
+    space.attach(getTuningSpace(tuner.get(), L"ATSC"));
+    testing::LogLines log("qisrtvcard");
+    ITuningSpace* spacePointer = space.get();
+    ITuner* tunerPointer = tuner.get();
+    EXPECT_TRUE(tuneToATSCChannel(&spacePointer, &tunerPointer, static_cast<TunerInputType>(5), 22));
+    EXPECT_THAT(journalArguments("TuningSpace: ATSC", "put_InputType"), ElementsAre("5"));
+    const auto unknown = std::find_if(log.lines().begin(), log.lines().end(),
+                                      [](const std::string& l) { return l.find("IATSCTuningSpace::put_InputType(Unknown)") != std::string::npos; });
+    ASSERT_NE(unknown, log.lines().end());
+    EXPECT_EQ(log.priorities()[static_cast<std::size_t>(unknown - log.lines().begin())], qis::LogPriority::Error);
+    EXPECT_THAT(journalArguments("*", "put_TuneRequest").back(), HasSubstr("physical=22"));
+    EXPECT_THAT(log.lines().back(), HasSubstr("Completed ATSC tune request"));
+}
+
+TEST_F(AtscTuning, ATuningStepThatFailsIsLoggedWithItsHresultAndEndsTheTuning) {
+    load(digitalCard(R"("DigitalFriendlyName": "Tuner")", tunerMoniker("Tuner", kPciPath)));
+    ComPtr<ITuner> tuner;
+    ASSERT_HRESULT_SUCCEEDED(provider_.as(tuner));
+    ComPtr<ITuningSpace> space;
+    space.attach(getTuningSpace(tuner.get(), L"ATSC"));
+    testing::addFault("ATSCLocator", "put_PhysicalChannel");
+    testing::LogLines log("qisrtvcard");
+    ITuningSpace* spacePointer = space.get();
+    ITuner* tunerPointer = tuner.get();
+    EXPECT_FALSE(tuneToATSCChannel(&spacePointer, &tunerPointer, TunerInputCable, 22));
+    EXPECT_THAT(log.lines().back(), HasSubstr("ERROR: IATSCLocator::put_PhysicalChannel failed. hr=-2147467259"));
+    EXPECT_TRUE(journalArguments("*", "put_TuneRequest").empty());
+}
+
+TEST_F(AtscTuning, ClearQamRequestsCarryThePictureCarrierOfTheCablePlanAt256Qam) {
+    load(digitalCard(R"("DigitalFriendlyName": "Tuner")", tunerMoniker("Tuner", kPciPath)));
+    ComPtr<ITuner> tuner;
+    ASSERT_HRESULT_SUCCEEDED(provider_.as(tuner));
+    ComPtr<ITuningSpace> space;
+    space.attach(getTuningSpace(tuner.get(), L"ATSCCable"));
+    ASSERT_TRUE(space);
+    for (long channel : {1, 2, 6, 7, 14, 23, 99, 100, 135}) ComPtr<ITuneRequest>().attach(createTuneRequest(space.get(), channel, 4));
+    EXPECT_THAT(journalArguments("ATSCLocator", "put_CarrierFrequency"),
+                ElementsAre("73250", "55250", "83250", "175250", "121250", "217250", "115250", "649250", "859250"));
+    EXPECT_THAT(journalArguments("ATSCLocator", "put_Modulation"), Contains("11"));
+    EXPECT_THAT(journalArguments("ATSCLocator", "put_ProgramNumber"), Contains("4"));
+    EXPECT_THAT(journalArguments("ATSCChannelTuneRequest", "put_Channel"), Contains("135"));
+    EXPECT_THAT(journalArguments("ATSCChannelTuneRequest", "put_MinorChannel"), IsEmpty()) << "the minor channel is left alone";
+}
+
+TEST_F(AtscTuning, TuneRequestsThatCannotBeMadeAreAssertionFailures) {
+    load(digitalCard(R"("DigitalFriendlyName": "Tuner")", tunerMoniker("Tuner", kPciPath)));
+    ComPtr<ITuner> tuner;
+    ASSERT_HRESULT_SUCCEEDED(provider_.as(tuner));
+    ComPtr<ITuningSpace> space;
+    space.attach(getTuningSpace(tuner.get(), L"ATSC"));
+    EXPECT_EQ(getTuningSpace(tuner.get(), L"Nowhere"), nullptr);
+    testing::addFault("ATSCLocator", "CoCreateInstance", 1);
+    EXPECT_EQ(testing::assertionOf([&] { createTuneRequest(space.get(), 30L); }), "SUCCEEDED( hr ) && ATSCLocator");
+    testing::addFault("ATSCChannelTuneRequest", "put_MinorChannel");
+    EXPECT_EQ(testing::assertionOf([&] { createTuneRequest(space.get(), 30L); }), "SUCCEEDED( hr )");
+    testing::addFault("TuningSpace: ATSC", "CreateTuneRequest");
+    EXPECT_EQ(testing::assertionOf([&] { createTuneRequest(space.get(), 30L); }), "TuneRequest && SUCCEEDED( hr )");
+    EXPECT_EQ(cableChannelFrequency(136), 0u) << "outside the plan";
+}
+
+} // namespace
+} // namespace qisrtvcard

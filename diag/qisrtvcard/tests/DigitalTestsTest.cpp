@@ -1,0 +1,369 @@
+// The digital tests end to end on the virtual digital cards, as a host sees them: results,
+// events with their variables, progress texts, percent sequences, prompts and what was tuned.
+#include <chrono>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "ModuleTestSupport.h"
+#include "analog/CountryDialog.h"
+#include "digital/ClearQamTest.h"
+#include "digital/DigitalTests.h"
+#include "frame/TestEntries.h"
+#include "tvsim/Simulation.h"
+
+namespace qisrtvcard {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using mirt5::TestResult;
+using testing::journalArguments;
+
+using Parameters = std::map<std::string, std::string>;
+using Answers = std::vector<qis::String>;
+
+// The built-in ATSC card with what its tuner receives replaced.
+std::string atscCardReceiving(const std::string& receives, const std::string& extra = "") {
+    return R"({"device": {"name": "ATSC card", "capabilities": ["VideoCapture", "DigitalTVTuner"],
+                          "properties": {"DigitalFriendlyName": "Tuner", "EnableQAM": "1"}},
+               "categories": {"BDANetworkProvider": [{"friendlyName": "Microsoft Network Provider", "filter": "provider"}],
+                              "BDANetworkTuner": [{"friendlyName": "Tuner", "filter": "tuner"}],
+                              "BDAReceiverComponent": [{"friendlyName": "Receiver", "filter": "receiver"}],
+                              "BDATransportInformation": [{"friendlyName": "TIF", "filter": "tif"}]},
+               "filters": {"provider": {"kind": "networkProvider"},
+                           "tuner": {"kind": "bdaTuner", "receives": )" + receives + R"(},
+                           "receiver": {"kind": "bdaReceiver"}, "tif": {"kind": "bdaTransportInformation"}},
+               "converters": [{"name": "MPEG-2 Video Decoder", "input": "Video/MPEG2_VIDEO", "output": "Video/YUY2"}])" +
+           extra + "}";
+}
+
+// A DVB-T stick whose tuner receives `dvbt` and whose frequency map is `maps`.
+std::string dvbtStickReceiving(const std::string& dvbt, const std::string& maps, const std::string& deviceName = "DVB-T stick",
+                               const std::string& tunerExtra = "") {
+    return R"({"device": {"name": ")" + deviceName + R"(", "capabilities": ["VideoCapture", "DigitalTVTuner"],
+                          "properties": {"DigitalFriendlyName": "Tuner"}},
+               "categories": {"BDANetworkProvider": [{"friendlyName": "Microsoft DVBT Network Provider", "filter": "provider"}],
+                              "BDANetworkTuner": [{"friendlyName": "Tuner", "filter": "tuner"}],
+                              "BDAReceiverComponent": [{"friendlyName": "Receiver", "filter": "receiver"}],
+                              "BDATransportInformation": [{"friendlyName": "TIF", "filter": "tif"}]},
+               "filters": {"provider": {"kind": "networkProvider"},
+                           "tuner": {"kind": "bdaTuner", "signalStatistics": "filter", "receives": {"dvbt": [)" + dvbt + "]}" + tunerExtra + R"(},
+                           "receiver": {"kind": "bdaReceiver"}, "tif": {"kind": "bdaTransportInformation"}},
+               "tuningSpaces": [{"uniqueName": "DVB-T", "kind": "DVB-T"}],
+               "frequencyMaps": )" + maps + R"(,
+               "converters": [{"name": "MPEG-2 Video Decoder", "input": "Video/MPEG2_VIDEO", "output": "Video/YUY2"}]})";
+}
+
+class DigitalTests : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!testing::haveDisplay()) GTEST_SKIP() << "no display (run under xvfb-run)";
+        testing::initialiseCatalogue(); // before the log level is lowered: start-up sets it
+        qis::LogFactory::setPriority(qis::LogPriority::Debug);
+        supportedCountryCodes().clear();
+    }
+    void TearDown() override {
+        qis::LogFactory::setPriority(qis::LogPriority::Info);
+        supportedCountryCodes().clear();
+    }
+
+    void load(const std::string& scenario) {
+        probe_.reset();
+        system_.reset();
+        system_ = std::make_unique<testing::SimulatedSystem>(scenario);
+        probe_ = std::make_unique<testing::Probe>();
+        probe_->device = system_->device();
+    }
+    TestResult run(TestResult (*entry)(const mirt5::DiagDevice&), Parameters parameters = {}, Answers answers = {}) {
+        probe_->parameters = std::move(parameters);
+        probe_->answers = std::move(answers);
+        const auto virtualStart = tvsim::Simulation::current().elapsed();
+        const auto wallStart = std::chrono::steady_clock::now();
+        const TestResult result = probe_->run(entry);
+        virtualSeconds_ = std::chrono::duration<double>(tvsim::Simulation::current().elapsed() - virtualStart).count();
+        wallSeconds_ = std::chrono::duration<double>(std::chrono::steady_clock::now() - wallStart).count();
+        return result;
+    }
+    std::vector<std::string> progress() const {
+        std::vector<std::string> texts;
+        for (const auto& line : probe_->reporter.progressLines) texts.push_back(line.variables.at("channel").utf8());
+        return texts;
+    }
+    const mirt5::RecordedEvent& event(std::size_t i) const { return probe_->reporter.events.at(i); }
+    std::vector<std::string> moduleLog() const { return probe_->logLines("qisrtvcard"); }
+    std::vector<std::string> tunerLog() const { return probe_->logLines("libTunekit"); }
+    std::vector<std::string> clearQamLog() const { return probe_->logLines("qisrtvcard.ClearQAMTest"); }
+    std::size_t requests() const { return journalArguments("*", "put_TuneRequest").size(); }
+    void expectNothingLeft() { EXPECT_EQ(system_->liveObjects(), ""); }
+
+    std::unique_ptr<testing::SimulatedSystem> system_;
+    std::unique_ptr<testing::Probe> probe_;
+    double virtualSeconds_ = 0, wallSeconds_ = 0;
+};
+
+// ---- which test a card gets ------------------------------------------------------------------
+
+using Dispatcher = DigitalTests;
+
+TEST_F(Dispatcher, MediaCenterRefusesBeforeComOrAnyBox) {
+    load(atscCardReceiving(R"({"atsc": {"antenna": [{"physicalChannel": 7}]}})", R"(, "processes": ["ehshell.exe"])"));
+    EXPECT_EQ(run(DigitalTVSignalTest), TestResult::CANNOTRUN());
+    EXPECT_THAT(probe_->eventKeys(), ElementsAre("warning:MediaCenterIsRunning"));
+    EXPECT_THAT(journalArguments("COM", "CoInitializeEx"), IsEmpty());
+    EXPECT_TRUE(probe_->reporter.prompts.empty());
+}
+
+TEST_F(Dispatcher, AComSetUpFailureCannotRunAndSaysWhy) {
+    load("atsc");
+    testing::addFault("COM", "CoInitializeEx", 0, 0x80010106u);
+    EXPECT_EQ(run(DigitalTVSignalTest), TestResult::CANNOTRUN());
+    EXPECT_THAT(probe_->eventKeys(), ElementsAre("warning:WarningWindowSetupProblem"));
+    EXPECT_THAT(moduleLog(), Contains(HasSubstr("CoInitializeEx failed: ")));
+}
+
+TEST_F(Dispatcher, AnOpenCableReceiverIsWarnedFirstAndCancelAborts) {
+    load("ocur");
+    EXPECT_EQ(run(DigitalTVSignalTest, {}, {"cancel"}), TestResult::USERABORTED());
+    ASSERT_EQ(probe_->reporter.prompts.size(), 1u);
+    EXPECT_EQ(probe_->reporter.prompts[0].kind, "ocurWarning");
+    EXPECT_EQ(probe_->reporter.prompts[0].title, "Digital TV Signal Test");
+    EXPECT_EQ(requests(), 0u);
+}
+
+TEST_F(Dispatcher, TheOpenCableNameCountsOnlyInItsOwnCase) {
+    load("atsc");
+    probe_->device = mirt5::DiagDevice("my ati tv wonder opencable receiver", "", system_->device().capabilities(),
+                                       {{"DigitalFriendlyName", "Virtual ATSC BDA Tuner"}});
+    EXPECT_EQ(run(DigitalTVSignalTest, {{"DigitalStartChannel", "7"}, {"DigitalEndChannel", "7"}}), TestResult::PASS());
+    EXPECT_TRUE(probe_->reporter.prompts.empty()) << "the ATSC scan ran";
+}
+
+TEST_F(Dispatcher, AnAtscScanWithoutSignalIsFinalAndDvbtIsNotTried) {
+    load("atsc");
+    EXPECT_EQ(run(DigitalTVSignalTest, {{"DigitalStartChannel", "8"}, {"DigitalEndChannel", "9"}, {"CheckTVCable", "false"}}),
+              TestResult::NOSIGNAL());
+    EXPECT_EQ(tvsim::Simulation::current().journal().count("DVBTNetworkProvider", "CoCreateInstance"), 0u);
+    EXPECT_GE(virtualSeconds_, 2.0 * 2.5 + 2.0);
+}
+
+TEST_F(Dispatcher, ACardWithoutAnAtscPathGoesOnToDvbt) {
+    load("dvbt");
+    EXPECT_EQ(run(DigitalTVSignalTest, {}, {"49"}), TestResult::PASS());
+    EXPECT_THAT(clearQamLog(), IsEmpty());
+    EXPECT_THAT(tunerLog(), Contains("ATSCTestWrapper()--! NetworkProviderFilter"));
+    EXPECT_THAT(journalArguments("DVBTNetworkProvider", "put_CountryCode"), ElementsAre("49"));
+}
+
+// ---- the ATSC scan ---------------------------------------------------------------------------
+
+using AtscScan = DigitalTests;
+
+TEST_F(AtscScan, StopsAtTheFirstChannelWithMovingPicture) {
+    load("atsc");
+    EXPECT_EQ(run(DigitalTVSignalTest, {{"DigitalStartChannel", "2"}, {"DigitalEndChannel", "9"}}), TestResult::PASS());
+    EXPECT_THAT(progress(), ElementsAre("2", "3", "4", "5", "6", "7"));
+    EXPECT_THAT(probe_->reporter.percents, ElementsAre(0, 13, 25, 38, 50, 63, 100)); // rounded share of the range
+    EXPECT_THAT(probe_->eventKeys(), IsEmpty());
+    EXPECT_THAT(clearQamLog(), Contains(HasSubstr("***FramesBeingRendered returned true")));
+    EXPECT_THAT(journalArguments("ATSCLocator", "put_PhysicalChannel"), ElementsAre("2", "3", "4", "5", "6", "7"));
+}
+
+TEST_F(AtscScan, OneChannelWithoutSignalAndNoCableCheckWarnsWithTheRange) {
+    load("atsc");
+    EXPECT_EQ(run(DigitalTVSignalTest, {{"DigitalStartChannel", "30"}, {"DigitalEndChannel", "30"}, {"CheckTVCable", "false"}}),
+              TestResult::NOSIGNAL());
+    EXPECT_THAT(probe_->reporter.percents, ElementsAre(0, 100));
+    ASSERT_THAT(probe_->eventKeys(), ElementsAre("warning:ErrorNoSignalDetected"));
+    EXPECT_EQ(event(0).variables.at("startchannel"), "30");
+    EXPECT_EQ(event(0).variables.at("endchannel"), "30");
+    EXPECT_TRUE(probe_->reporter.prompts.empty());
+}
+
+TEST_F(AtscScan, TheCablePromptIsOfferedOnceAndDecides) {
+    const Parameters range = {{"DigitalStartChannel", "30"}, {"DigitalEndChannel", "31"}};
+    load("atsc");
+    EXPECT_EQ(run(DigitalTVSignalTest, range, {"retry", "retry"}), TestResult::NOSIGNAL());
+    EXPECT_EQ(probe_->reporter.prompts.size(), 1u) << "there is no third pass";
+    EXPECT_THAT(progress(), ElementsAre("30", "31", "30", "31"));
+    EXPECT_THAT(probe_->reporter.percents, ElementsAre(0, 50, -1, 0, 50, 100));
+    load("atsc");
+    EXPECT_EQ(run(DigitalTVSignalTest, range, {"cancel"}), TestResult::USERABORTED());
+    EXPECT_THAT(probe_->eventKeys(), IsEmpty());
+    load("atsc");
+    EXPECT_EQ(run(DigitalTVSignalTest, range, {"skip"}), TestResult::NOSIGNAL());
+    EXPECT_THAT(progress(), ElementsAre("30", "31"));
+}
+
+TEST_F(AtscScan, AStopRequestAfterAChannelWithoutPictureAborts) {
+    load("atsc");
+    probe_->onProgress = [](const qis::String& text) {
+        if (text.endsWith("4")) mirt5::DiagModule::requestStop();
+    };
+    EXPECT_EQ(run(DigitalTVSignalTest, {{"DigitalStartChannel", "2"}, {"DigitalEndChannel", "9"}}), TestResult::USERABORTED());
+    EXPECT_THAT(progress(), ElementsAre("2", "3", "4"));
+}
+
+TEST_F(AtscScan, WithoutAnAtscTuningSpaceTheScanCannotRun) {
+    load(atscCardReceiving(R"({"atsc": {"antenna": [{"physicalChannel": 7}]}})",
+                           R"(, "tuningSpaces": [{"uniqueName": "ATSCCable", "kind": "ATSC", "inputType": "cable"}])"));
+    probe_->parameters = {};
+    EXPECT_EQ(run(ATSCTestWrapper), TestResult::CANNOTRUN());
+    EXPECT_THAT(clearQamLog(), Contains(HasSubstr("! TuningSpace ")));
+}
+
+// ---- the Clear QAM scan ----------------------------------------------------------------------
+
+using ClearQamScan = DigitalTests;
+
+TEST_F(ClearQamScan, ProgramsOneToTenOnEachChannelUntilAPicture) {
+    load("atsc");
+    EXPECT_EQ(run(ClearQAMTest), TestResult::PASS());
+    const auto texts = progress();
+    ASSERT_EQ(texts.size(), 33u); // 77-1 ... 80-3
+    EXPECT_EQ(texts[0], "77-1");
+    EXPECT_EQ(texts[9], "77-10");
+    EXPECT_EQ(texts[10], "78-1");
+    EXPECT_EQ(texts.back(), "80-3");
+    EXPECT_THAT(probe_->eventKeys(), IsEmpty());
+    EXPECT_THAT(journalArguments("ATSCLocator", "put_CarrierFrequency").back(), "559250");
+}
+
+// A full scan without a picture: 540 requests in virtual time, much faster than a real card.
+TEST_F(ClearQamScan, AFullScanWithoutPictureRunsInVirtualTimeAndWarns) {
+    load(atscCardReceiving(R"({"clearQam": []})"));
+    EXPECT_EQ(run(ClearQAMTest), TestResult::NOSIGNAL());
+    EXPECT_EQ(requests(), 540u);
+    EXPECT_EQ(progress().back(), "130-10");
+    EXPECT_THAT(probe_->eventKeys(), ElementsAre("warning:ErrorNoSignalQC"));
+    EXPECT_GE(virtualSeconds_, 540 * 2.6);
+    std::printf("[ benchmark ] full Clear QAM scan: %.0f s virtual, %.2f s wall\n", virtualSeconds_, wallSeconds_);
+    EXPECT_EQ(probe_->reporter.percents.front(), 0);
+    EXPECT_EQ(probe_->reporter.percents.back(), 100);
+}
+
+TEST_F(ClearQamScan, AMissingGenericProviderIsAnAssertionNotAResult) {
+    load("dvbt");
+    EXPECT_EQ(testing::assertionOf([&] { run(ClearQAMTest); }), "NetworkProviderFilter");
+}
+
+// ---- the OpenCable receiver ------------------------------------------------------------------
+
+using OcurScan = DigitalTests;
+
+TEST_F(OcurScan, FindsTheCableChannelOnItsOwnTunerAndShowsItForTenSeconds) {
+    load("ocur");
+    EXPECT_EQ(run(DigitalTVSignalTest, {{"DigitalStartChannel", "10"}, {"DigitalEndChannel", "14"}}, {"ok"}), TestResult::PASS());
+    EXPECT_THAT(progress(), ElementsAre("10", "11", "12")) << "one progress line per channel, on the antenna input";
+    EXPECT_EQ(requests(), 6u) << "antenna then cable on each channel";
+    EXPECT_THAT(moduleLog(), Contains(HasSubstr("Couldn't find a compatible Receiver.  Continuing as it is not always required.")));
+    EXPECT_THAT(journalArguments("FilterGraph", "AddFilter"), Contains("OCUR BDA Tuner"));
+    EXPECT_GE(virtualSeconds_, 10.0);
+    EXPECT_EQ(probe_->reporter.percents.back(), 100);
+}
+
+TEST_F(OcurScan, PercentsCountFromTheChannelNumberAndPassOneHundred) {
+    load("ocur");
+    EXPECT_EQ(run(DigitalTVSignalTest, {{"DigitalStartChannel", "2"}, {"DigitalEndChannel", "4"}, {"CheckTVCable", "false"}}, {"ok"}),
+              TestResult::NOSIGNAL());
+    EXPECT_THAT(probe_->reporter.percents, ElementsAre(100, 150, 200, 100));
+    EXPECT_THAT(moduleLog(), Contains(HasSubstr("Done due to no prompt and retry setting set or max attempts complete")));
+    ASSERT_THAT(probe_->eventKeys(), ElementsAre("warning:ErrorNoSignalWithTip"));
+    EXPECT_EQ(event(0).variables.at("startchannel"), "2");
+    EXPECT_EQ(event(0).variables.at("endchannel"), "4");
+}
+
+TEST_F(OcurScan, AReversedRangeTunesNothingAndARetryFindsNothingAgain) {
+    load("ocur");
+    EXPECT_EQ(run(DigitalTVSignalTest, {{"DigitalStartChannel", "9"}, {"DigitalEndChannel", "3"}}, {"ok", "retry"}),
+              TestResult::NOSIGNAL());
+    EXPECT_EQ(requests(), 0u);
+    EXPECT_EQ(probe_->reporter.prompts.size(), 2u); // the warning and one cable prompt
+    EXPECT_THAT(probe_->eventKeys(), ElementsAre("warning:ErrorNoSignalWithTip"));
+}
+
+TEST_F(OcurScan, SetUpFailuresBeforeTheTunerCannotRunAndLaterOnesFail) {
+    load("ocur");
+    testing::addFault("FilterGraph", "CoCreateInstance");
+    EXPECT_EQ(run(DigitalTVSignalTest, {}, {"ok"}), TestResult::CANNOTRUN());
+    EXPECT_THAT(probe_->eventKeys(), ElementsAre("warning:ErrorCreatingFilterGraph"));
+    load("ocur");
+    testing::addFault("FilterGraph", "Run");
+    EXPECT_EQ(run(DigitalTVSignalTest, {}, {"ok"}), TestResult::FAIL());
+    EXPECT_THAT(probe_->eventKeys(), ElementsAre("error:ErrorCreatingFilterGraph"));
+    EXPECT_THAT(moduleLog(), Contains(HasSubstr("ERROR: IMediaControl::Run failed. hr=-2147467259")));
+}
+
+// ---- DVB-T -----------------------------------------------------------------------------------
+
+using DvbtScan = DigitalTests;
+
+TEST_F(DvbtScan, TheCountrysPlanIsTunedUntilAGoodStreamWithoutProgressTexts) {
+    load("dvbt");
+    EXPECT_EQ(run(DigitalTVSignalTest, {}, {"49"}), TestResult::PASS());
+    EXPECT_THAT(progress(), IsEmpty());
+    EXPECT_THAT(supportedCountryCodes().codes(), ElementsAre(31u, 44u, 49u));
+    ASSERT_EQ(probe_->reporter.prompts.size(), 1u);
+    EXPECT_EQ(probe_->reporter.prompts[0].kind, "countryDialog");
+    EXPECT_THAT(tunerLog(), Contains("Set DVB-T Channel Range: 1-23"));
+    EXPECT_THAT(journalArguments("DVBTNetworkProvider", "put_TuneRequest").back(), HasSubstr("frequency=522000"));
+    EXPECT_THAT(journalArguments("FilterGraph", "RemoveFilter"), Not(IsEmpty())) << "the filters are removed at the end";
+}
+
+TEST_F(DvbtScan, ACancelledCountryDialogAbortsAtOneHundredPercent) {
+    load("dvbt");
+    EXPECT_EQ(run(DigitalTVSignalTest, {}, {"0"}), TestResult::USERABORTED());
+    EXPECT_THAT(probe_->reporter.percents, ElementsAre(100));
+    EXPECT_THAT(tunerLog(), Contains("Exiting due to user abort on country dialog"));
+}
+
+TEST_F(DvbtScan, AOneRecordPlanTunesNothing) {
+    // An unknown country gets the default row: one record per frequency.
+    load(dvbtStickReceiving("", R"({"7": [474000]})"));
+    EXPECT_EQ(run(DigitalTVSignalTest, {{"CheckTVCable", "false"}}, {"7"}), TestResult::NOSIGNAL());
+    EXPECT_EQ(requests(), 0u);
+    ASSERT_THAT(probe_->eventKeys(), ElementsAre("warning:ErrorNoSignalDetected"));
+    EXPECT_EQ(event(0).variables.at("startchannel"), "1");
+    EXPECT_EQ(event(0).variables.at("endchannel"), "0");
+}
+
+TEST_F(DvbtScan, ATwoRecordPlanTunesItsSecondRecordOnly) {
+    load(dvbtStickReceiving("", R"({"7": [474000, 482000]})"));
+    EXPECT_EQ(run(DigitalTVSignalTest, {{"CheckTVCable", "false"}}, {"7"}), TestResult::NOSIGNAL());
+    ASSERT_EQ(requests(), 1u);
+    EXPECT_THAT(journalArguments("*", "put_TuneRequest")[0], HasSubstr("frequency=482000"));
+    EXPECT_THAT(probe_->reporter.percents, ElementsAre(100, 100));
+}
+
+TEST_F(DvbtScan, AnEmptyPlanWrapsRoundAndFails) {
+    load(dvbtStickReceiving("", R"({"7": []})"));
+    EXPECT_EQ(run(DigitalTVSignalTest, {}, {"7"}), TestResult::FAIL());
+    EXPECT_THAT(tunerLog(), Contains("Set DVB-T Channel Range: 1-4294967295"));
+    EXPECT_THAT(probe_->eventKeys(), ElementsAre("error:ErrorCreatingFilterGraph"));
+}
+
+TEST_F(DvbtScan, AnUnreadableGrabberLetsTheTunerDecideButNoStreamDoesNot) {
+    const std::string weakStream = R"({"frequency": 482000, "modulation": "64QAM", "mode": "8K", "guard": "1/32", "lpFecRate": "2/3",
+                                       "bandwidth": 8, "quality": 90, "sampleBytes": 100})";
+    load(dvbtStickReceiving(weakStream, R"({"7": [474000, 482000]})"));
+    EXPECT_EQ(run(DigitalTVSignalTest, {{"CheckTVCable", "false"}}, {"7"}), TestResult::NOSIGNAL()) << "-1 does not ask the tuner";
+    EXPECT_EQ(tvsim::Simulation::current().journal().count("Tuner", "get_SignalPresent"), 0u);
+    load(dvbtStickReceiving(weakStream, R"({"7": [474000, 482000]})"));
+    testing::addFault("SampleGrabber", "CoCreateInstance");
+    EXPECT_EQ(run(DigitalTVSignalTest, {{"CheckTVCable", "false"}}, {"7"}), TestResult::PASS()) << "the tuner's statistics decide";
+    EXPECT_THAT(tunerLog(), Contains("Sample Grabber creation failed"));
+}
+
+TEST_F(DvbtScan, AnOpenCableNameGetsTheTip) {
+    load(dvbtStickReceiving("", R"({"7": [474000, 482000]})", "ATI TV Wonder OpenCable Receiver DVB-T"));
+    probe_->device = system_->device();
+    EXPECT_EQ(run(RunDVBTest, {{"CheckTVCable", "false"}}, {"7"}),
+              TestResult::NOSIGNAL());
+    EXPECT_THAT(probe_->eventKeys(), ElementsAre("warning:ErrorNoSignalWithTip"));
+}
+
+} // namespace
+} // namespace qisrtvcard
