@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # One entry for people and CI: installs what the build needs (Debian 12), builds, runs.
-#   scripts/dev.sh demo   build the Windows program and run the main job under Wine
+#   scripts/dev.sh demo   build the Windows program and run all six tests on the virtual cards under Wine
 #   scripts/dev.sh test   build the Windows and native trees and run every test
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -29,7 +29,7 @@ build() { # preset [target]
 demo() {
   build windows qisrtvcard
   # One X display for the whole run: the module opens windows and dialogs.
-  xvfb-run -a bash -c "$wine_run $prefix --start && $wine_run $prefix build/windows/bin/qisrtvcard.exe --sim --list; rc=\$?; $wine_run $prefix --stop; exit \$rc"
+  xvfb-run -a bash -c "$wine_run $prefix --start && scripts/run-on-virtual-cards.sh $PWD/$wine_run $PWD/$prefix $PWD/build/windows/bin/qisrtvcard.exe; rc=\$?; $wine_run $prefix --stop; exit \$rc"
 }
 
 run_tests() {
