@@ -1,13 +1,21 @@
-// Shows the analog video window on the virtual card and saves what the screen shows of it as a
-// 24-bit BMP: the picture for the documentation.
-//   window_snapshot OUTPUT.bmp [CHANNEL]
+// Shows a test's video window on a virtual card and saves what the screen shows of it as a 24-bit
+// BMP: the pictures for the documentation.
+//   window_snapshot OUTPUT.bmp [CHANNEL]     the analog window, tuned to a cable channel
+//   window_snapshot OUTPUT.bmp --digital     the digital test's window on the ATSC card, channel 7
 #include <cstdio>
 #include <fstream>
+#include <string>
 #include <vector>
 
 #include "analog/AnalogPlumbing.h"
 #include "analog/GraphHandles.h"
 #include "analog/SampleCaptureGraphBuilder.h"
+#include "digital/AtscTuning.h"
+#include "digital/ClearQamTest.h"
+#include "digital/FilterLoading.h"
+#include "digital/GraphToolkit.h"
+#include "frame/ComFactory.h"
+#include "tunekit/ComValues.h"
 #include "frame/Simulated.h"
 #include "qis/System.h"
 
@@ -54,6 +62,55 @@ bool saveScreenArea(const RECT& area, const char* path) {
     return static_cast<bool>(out);
 }
 
+// The ATSC scan's graph tuned to antenna channel 7, in the renderer's own captioned window.
+int snapshotDigital(const char* path) {
+    mirt5::SimulationRequest request;
+    request.scenario = "atsc";
+    request.realtime = true;
+    const mirt5::SimulatedSystem system = startSimulatedSystem(request);
+    using tunekit::ComPtr;
+    ComPtr<IGraphBuilder> graph;
+    createInstance(CLSID_FilterGraph, nullptr, CLSCTX_ALL, IID_IGraphBuilder, graph.putVoid());
+    ComPtr<IBaseFilter> provider, tuner, receiver, demultiplexer;
+    provider.attach(getNetworkProvider());
+    ComPtr<ITuner> tuning;
+    if (!graph || !provider || FAILED(graph->AddFilter(provider.get(), L"Microsoft Network Provider")) ||
+        !LoadFilter(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, tuner.put(), provider.get(), true, graph.get(), system.device, false) ||
+        !LoadFilter(tunekit::KSCATEGORY_BDA_RECEIVER_COMPONENT, receiver.put(), tuner.get(), true, graph.get(), system.device, false) ||
+        FAILED(createInstance(CLSID_MPEG2Demultiplexer, nullptr, CLSCTX_ALL, IID_IBaseFilter, demultiplexer.putVoid())) ||
+        FAILED(graph->AddFilter(demultiplexer.get(), L"Demux")) || !ConnectFilters(receiver.get(), demultiplexer.get(), graph.get()) ||
+        FAILED(provider.as(tuning))) {
+        std::fprintf(stderr, "window_snapshot: the virtual digital card could not be set up\n");
+        return 1;
+    }
+    clearqam::renderGraph(demultiplexer.get(), graph.get());
+    ComPtr<IVideoWindow> window;
+    ComPtr<IMediaControl> control;
+    graph.as(window);
+    graph.as(control);
+    const wchar_t* caption = L"Digital TV Signal Test";
+    const tunekit::Bstr title(caption);
+    window->put_Caption(title.get());
+    control->Run();
+    ComPtr<ITuningSpace> space;
+    space.attach(getTuningSpace(tuning.get(), L"ATSC"));
+    ComPtr<ITuneRequest> tuneRequest;
+    tuneRequest.attach(createTuneRequest(space.get(), 7L));
+    tuning->put_TuneRequest(tuneRequest.get());
+    window->put_Visible(OATRUE);
+    pumpFor(1.5);
+    RECT area{};
+    HWND shown = FindWindowW(nullptr, caption);
+    if (!shown || !GetWindowRect(shown, &area)) {
+        std::fprintf(stderr, "window_snapshot: the digital window is not on the screen\n");
+        return 1;
+    }
+    const bool saved = saveScreenArea(area, path);
+    control->Stop();
+    removeFilters(graph.get());
+    return saved ? 0 : 1;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -61,6 +118,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "usage: window_snapshot OUTPUT.bmp [CHANNEL]\n");
         return 64;
     }
+    if (argc > 2 && std::string(argv[2]) == "--digital") return snapshotDigital(argv[1]);
     const long channel = argc > 2 ? std::atol(argv[2]) : 5;
     mirt5::SimulationRequest request;
     request.realtime = true; // the renderer paints on a wall-clock timer

@@ -631,7 +631,20 @@ private:
     void show(bool visible) {
         visible_ = visible;
         windowState_ = visible ? SW_SHOW : SW_HIDE;
+        // Without an owner the video goes to a window of the renderer's own, as DirectShow's
+        // renderer does: the digital tests show their picture there, under their caption.
+        if (visible && !window_ && !owner_) createOwnWindow();
         if (window_) ShowWindow(window_, visible ? SW_SHOW : SW_HIDE);
+    }
+
+    void createOwnWindow() {
+        if (!registerClass()) return;
+        const RECT r = placement();
+        HWND window = CreateWindowExW(styleEx_, kWindowClass, caption_.c_str(), style_ & ~WS_CHILD, r.left, r.top,
+                                      r.right - r.left, r.bottom - r.top, nullptr, nullptr, instance(), this);
+        if (!window) return;
+        window_ = window;
+        SetTimer(window_, kRefreshTimer, kRefreshMilliseconds, nullptr);
     }
 
     // An owner makes the window (or moves it there) as the owner's child; no owner, no window.

@@ -169,6 +169,21 @@ TEST_F(RendererTest, WithoutAnOwnerTheWindowSettingsAreKeptForLater) {
     EXPECT_EQ(style, WS_CHILD | WS_CLIPSIBLINGS);
 }
 
+TEST_F(RendererTest, RunningWithoutAnOwnerShowsATopLevelWindowUnderTheCaption) {
+    connect();
+    if (!makeOwner()) GTEST_SKIP() << "no display";
+    BSTR caption = SysAllocString(L"Renderer's own window");
+    EXPECT_EQ(window->put_Caption(caption), S_OK);
+    SysFreeString(caption);
+    EXPECT_FALSE(FindWindowW(nullptr, L"Renderer's own window")) << "nothing before the graph runs";
+    ASSERT_EQ(renderer->Run(0), S_OK);
+    const HWND own = FindWindowW(nullptr, L"Renderer's own window");
+    ASSERT_TRUE(own);
+    EXPECT_TRUE(IsWindowVisible(own));
+    EXPECT_FALSE(GetParent(own));
+    EXPECT_FALSE(GetWindowLongPtrW(own, GWL_STYLE) & WS_CHILD);
+}
+
 TEST_F(RendererTest, ArgumentsTheSystemRendererRefusesAreRefused) {
     connect();
     EXPECT_EQ(window->put_WindowStyle(WS_CHILD | WS_VSCROLL), E_INVALIDARG);
