@@ -156,6 +156,29 @@ TEST_F(FilterLoading, FailuresEitherSkipTheCandidateOrEndTheSearch) {
     EXPECT_THAT(log.lines().back(), "ERROR: ICreateDevEnum::CreateClassEnumerator failed. hr=1");
 }
 
+TEST_F(FilterLoading, AGraphThatRefusesTheFilterEndsTheSearchAndAFailedRemovalKeepsIt) {
+    const std::string tuners = tunerMoniker("Broken Tuner", "", "receiver") + ", " + tunerMoniker("Second", kPciPath);
+    load(digitalCard(R"("DigitalFriendlyName": "x")", tuners));
+    testing::addFault("FilterGraph", "AddFilter", 2); // the first candidate
+    testing::LogLines log;
+    EXPECT_FALSE(loadTuner(false));
+    EXPECT_THAT(log.lines().back(), HasSubstr("ERROR: IGraphBuilder::AddFilter failed. hr="));
+
+    load(digitalCard(R"("DigitalFriendlyName": "x")", tuners));
+    testing::addFault("FilterGraph", "RemoveFilter");
+    EXPECT_FALSE(loadTuner(false)) << "the broken tuner cannot be taken out again";
+    EXPECT_THAT(log.lines().back(), HasSubstr("ERROR: IGraphBuilder::RemoveFilter(pFilter) failed. hr="));
+    EXPECT_THAT(journalArguments("FilterGraph", "AddFilter"), ElementsAre("Microsoft Network Provider", "Broken Tuner"));
+}
+
+TEST_F(FilterLoading, ADownstreamPinThatCannotTellItsPeerEndsTheConnection) {
+    load(digitalCard(R"("DigitalFriendlyName": "Tuner")", tunerMoniker("Tuner", kPciPath)));
+    testing::addFault("*", "ConnectedTo", 0, 0x80004005u);
+    testing::LogLines log;
+    EXPECT_FALSE(loadTuner(false));
+    EXPECT_THAT(log.lines(), Contains(HasSubstr("ERROR: IPin::ConnectedTo failed. hr=-2147467259")));
+}
+
 // ---- signal detection ------------------------------------------------------------------------
 
 // A tuner that receives ATSC antenna channel 7 with these statistics, on the filter or only on
@@ -245,7 +268,8 @@ protected:
     // Provider, tuner, receiver, grabber; running, tuned to Clear QAM channel 80 program 3.
     void build(const std::string& entry, bool tuneIt = true) {
         load(digitalCard(R"("DigitalFriendlyName": "Tuner")", tunerMoniker("Tuner", kPciPath),
-                         R"({"kind": "bdaTuner", "receives": {"clearQam": [)" + entry + "]}}"));
+                         R"({"kind": "bdaTuner", "receives": {"clearQam": [)" + entry + "]}}",
+                         R"(, "converters": [{"name": "MPEG-2 Video Decoder", "input": "Video/MPEG2_VIDEO", "output": "Video/YUY2"}])"));
         ASSERT_TRUE(loadTuner(false));
         ASSERT_TRUE(LoadFilter(tunekit::KSCATEGORY_BDA_RECEIVER_COMPONENT, receiver_.put(), tuner_.get(), true, graph_.get()));
         ASSERT_HRESULT_SUCCEEDED(createInstance(tunekit::CLSID_SampleGrabber, nullptr, CLSCTX_ALL, IID_IBaseFilter, grabber_.putVoid()));
@@ -297,9 +321,34 @@ TEST_F(StreamQuality, NoSampleYetIsNoSignalAtOnceAndShortSamplesRunOutTheRounds)
     EXPECT_EQ(log.lines().back(), "We were not receiving any stream data");
 }
 
-TEST_F(StreamQuality, AFilterThatIsNoGrabberCannotBeRead) {
+TEST_F(StreamQuality, AFilterThatIsNoGrabberOrAGrabberThatFailsCannotBeRead) {
     build(R"({"frequency": 559250, "program": 3})");
     EXPECT_EQ(getStreamSignalQuality(receiver_.get()), -2);
+    testing::addFault("SampleGrabber", "GetCurrentBuffer", 0, 0x80004005u);
+    EXPECT_EQ(getStreamSignalQuality(grabber_.get()), -2);
+}
+
+TEST_F(StreamQuality, TheRendererCheckWaitsLongestTheFirstTimeInTheProcess) {
+    build(R"({"frequency": 559250, "program": 3})");
+    ComPtr<IMediaControl> control;
+    graph_.as(control);
+    control->Stop(); // a graph is wired while stopped
+    ComPtr<IBaseFilter> demultiplexer;
+    ASSERT_HRESULT_SUCCEEDED(createInstance(CLSID_MPEG2Demultiplexer, nullptr, CLSCTX_ALL, IID_IBaseFilter, demultiplexer.putVoid()));
+    ASSERT_HRESULT_SUCCEEDED(graph_->AddFilter(demultiplexer.get(), L"Demux"));
+    ASSERT_TRUE(ConnectFilters(grabber_.get(), demultiplexer.get(), graph_.get()));
+    EXPECT_TRUE(clearqam::renderGraph(demultiplexer.get(), graph_.get()));
+    EXPECT_EQ(testing::assertionOf([&] { clearqam::renderGraph(demultiplexer.get(), graph_.get()); }), "false")
+        << "all three outputs are taken now";
+    ComPtr<IBaseFilter> renderer;
+    renderer.attach(FindFromName(L"Video Renderer", graph_.get()));
+    ComPtr<IQualProp> quality;
+    ASSERT_HRESULT_SUCCEEDED(renderer.as(quality));
+    control->Run();
+    FramesBeingRendered(quality.get()); // whichever call is the process's first
+    const double started = seconds();
+    EXPECT_TRUE(FramesBeingRendered(quality.get()));
+    EXPECT_NEAR(seconds() - started, 5.0, 0.01) << "2.5 s to see frames, 2.5 s more to be sure";
 }
 
 // ---- ATSC tuning -----------------------------------------------------------------------------

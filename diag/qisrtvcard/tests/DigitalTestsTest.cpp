@@ -1,6 +1,8 @@
 // The digital tests end to end on the virtual digital cards, as a host sees them: results,
 // events with their variables, progress texts, percent sequences, prompts and what was tuned.
+#include <atomic>
 #include <chrono>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -223,6 +225,48 @@ TEST_F(AtscScan, WithoutAnAtscTuningSpaceTheScanCannotRun) {
     EXPECT_THAT(clearQamLog(), Contains(HasSubstr("! TuningSpace ")));
 }
 
+// A fault and what it must come to: an assertion with this text, or a result (and the event).
+struct FaultOutcome {
+    const char* object;
+    const char* method;
+    unsigned call;
+    const char* assertion; // null: the run returns `result`
+    TestResult result;
+    const char* event;
+};
+
+std::string describe(const FaultOutcome& row) { return std::string(row.object) + "::" + row.method + " #" + std::to_string(row.call); }
+
+TEST_F(AtscScan, EachGraphStepFailsInItsOwnStyle) {
+    const FaultOutcome rows[] = {
+        {"Microsoft Network Provider", "QueryInterface(ITuner)", 0, "Tuner", TestResult::PASS(), nullptr},
+        {"MPEG2Demultiplexer", "CoCreateInstance", 0, "SUCCEEDED( hr )", TestResult::PASS(), nullptr},
+        {"Virtual ATSC BDA Receiver", "EnumPins", 2, "bRes", TestResult::PASS(), nullptr}, // the first is its own loading
+        {"FilterGraph", "QueryInterface(IVideoWindow)", 0, "VideoWindow", TestResult::PASS(), nullptr},
+        {"VideoRenderer", "QueryInterface(IQualProp)", 0, "SUCCEEDED( hr ) && QualProp", TestResult::PASS(), nullptr},
+        {"FilterGraph", "QueryInterface(IMediaControl)", 0, "MediaControl", TestResult::PASS(), nullptr},
+        {"FilterGraph", "Run", 1, "SUCCEEDED( hr )", TestResult::PASS(), nullptr},
+        {"FilterGraph", "Pause", 1, "SUCCEEDED( hr )", TestResult::PASS(), nullptr},
+        {"Microsoft Network Provider", "put_TuneRequest", 1, "SUCCEEDED( hr )", TestResult::PASS(), nullptr},
+        {"ATSCLocator", "put_PhysicalChannel", 1, "SUCCEEDED( hr )", TestResult::PASS(), nullptr},
+        {"FilterGraph", "Stop", 0, "SUCCEEDED( hr )", TestResult::PASS(), nullptr},
+        {"Moniker: Virtual ATSC BDA Tuner", "BindToObject", 0, nullptr, TestResult::CANNOTRUN(), nullptr},
+        {"Moniker: Virtual ATSC BDA Receiver", "BindToObject", 0, nullptr, TestResult::CANNOTRUN(), nullptr},
+    };
+    for (const FaultOutcome& row : rows) {
+        SCOPED_TRACE(describe(row));
+        load("atsc");
+        testing::addFault(row.object, row.method, row.call);
+        const Parameters range = {{"DigitalStartChannel", "7"}, {"DigitalEndChannel", "7"}};
+        if (row.assertion) {
+            EXPECT_EQ(testing::assertionOf([&] { run(ATSCTestWrapper, range); }), row.assertion);
+        } else {
+            EXPECT_EQ(run(ATSCTestWrapper, range), row.result);
+            EXPECT_THAT(probe_->eventKeys(), IsEmpty());
+        }
+    }
+}
+
 // ---- the Clear QAM scan ----------------------------------------------------------------------
 
 using ClearQamScan = DigitalTests;
@@ -256,6 +300,40 @@ TEST_F(ClearQamScan, AFullScanWithoutPictureRunsInVirtualTimeAndWarns) {
 TEST_F(ClearQamScan, AMissingGenericProviderIsAnAssertionNotAResult) {
     load("dvbt");
     EXPECT_EQ(testing::assertionOf([&] { run(ClearQAMTest); }), "NetworkProviderFilter");
+}
+
+TEST_F(ClearQamScan, TheWrapperThrowsWhereTheAtscPathCannotRunAndARefusedRunCannotRun) {
+    const FaultOutcome rows[] = {
+        {"FilterGraph", "CoCreateInstance", 0, "SUCCEEDED( hr )", TestResult::PASS(), nullptr},
+        {"FilterGraph", "AddFilter", 1, "SUCCEEDED( hr )", TestResult::PASS(), nullptr},
+        {"Moniker: Virtual ATSC BDA Tuner", "BindToObject", 0, "false", TestResult::PASS(), nullptr},
+        {"Moniker: Virtual ATSC BDA Receiver", "BindToObject", 0, "false", TestResult::PASS(), nullptr},
+        {"Microsoft Network Provider", "QueryInterface(ITuner)", 0, "Tuner", TestResult::PASS(), nullptr},
+        {"FilterGraph", "Run", 1, nullptr, TestResult::CANNOTRUN(), nullptr},
+        {"ATSCLocator", "QueryInterface(IATSCLocator2)", 1, "ATSCLocator2", TestResult::PASS(), nullptr},
+    };
+    for (const FaultOutcome& row : rows) {
+        SCOPED_TRACE(describe(row));
+        load("atsc");
+        testing::addFault(row.object, row.method, row.call);
+        if (row.assertion) {
+            EXPECT_EQ(testing::assertionOf([&] { run(ClearQAMTest); }), row.assertion);
+        } else {
+            EXPECT_EQ(run(ClearQAMTest), row.result);
+            EXPECT_THAT(clearQamLog(), Contains(HasSubstr("MediaControl->Run() failed")));
+        }
+    }
+}
+
+TEST_F(ClearQamScan, PercentsFollowTheChannelRoundedAcrossFiftyFour) {
+    load(atscCardReceiving(R"({"clearQam": [{"frequency": 595250, "program": 1}]})")); // channel 86
+    EXPECT_EQ(run(ClearQAMTest), TestResult::PASS());
+    const auto& percents = probe_->reporter.percents;
+    ASSERT_EQ(percents.size(), 92u); // 77-1 ... 86-1, then 100
+    EXPECT_EQ(percents[0], 0);
+    EXPECT_EQ(percents[10], 2) << "78: 1/54 of the way, rounded";
+    EXPECT_EQ(percents[90], 17) << "86: 9/54";
+    EXPECT_EQ(percents.back(), 100);
 }
 
 // ---- the OpenCable receiver ------------------------------------------------------------------
@@ -292,6 +370,69 @@ TEST_F(OcurScan, AReversedRangeTunesNothingAndARetryFindsNothingAgain) {
     EXPECT_EQ(requests(), 0u);
     EXPECT_EQ(probe_->reporter.prompts.size(), 2u); // the warning and one cable prompt
     EXPECT_THAT(probe_->eventKeys(), ElementsAre("warning:ErrorNoSignalWithTip"));
+}
+
+TEST_F(OcurScan, GraphStepsUpToTheTunerCannotRunAndLaterOnesFail) {
+    const FaultOutcome rows[] = {
+        {"FilterGraph", "CoCreateInstance", 0, nullptr, TestResult::CANNOTRUN(), "warning:ErrorCreatingFilterGraph"},
+        {"SystemTuningSpaces", "get_Item", 0, nullptr, TestResult::CANNOTRUN(), "warning:ErrorCreatingFilterGraph"},
+        {"ATSCQAMNetworkProvider", "CoCreateInstance", 0, nullptr, TestResult::CANNOTRUN(), "warning:ErrorCreatingFilterGraph"},
+        {"ATSCQAMNetworkProvider", "QueryInterface(ITuner)", 0, nullptr, TestResult::CANNOTRUN(), "warning:ErrorCreatingFilterGraph"},
+        {"Moniker: OCUR BDA Tuner", "BindToObject", 0, nullptr, TestResult::CANNOTRUN(), "warning:ErrorCreatingFilterGraph"},
+        {"MPEG2Demultiplexer", "CoCreateInstance", 0, nullptr, TestResult::FAIL(), "error:ErrorCreatingFilterGraph"},
+        {"FilterGraph", "QueryInterface(IMediaControl)", 0, nullptr, TestResult::FAIL(), "error:ErrorCreatingFilterGraph"},
+        {"FilterGraph", "Run", 0, nullptr, TestResult::FAIL(), "error:ErrorCreatingFilterGraph"},
+        {"ATSCLocator", "CoCreateInstance", 0, nullptr, TestResult::FAIL(), "error:ErrorCreatingFilterGraph"},
+        {"OCUR BDA Tuner", "EnumPins", 2, "false", TestResult::PASS(), nullptr}, // rendering the tuner's output
+    };
+    for (const FaultOutcome& row : rows) {
+        SCOPED_TRACE(describe(row));
+        load("ocur");
+        testing::addFault(row.object, row.method, row.call);
+        if (row.assertion) {
+            EXPECT_EQ(testing::assertionOf([&] { run(DigitalTVSignalTest, {}, {"ok"}); }), row.assertion);
+            continue;
+        }
+        EXPECT_EQ(run(DigitalTVSignalTest, {}, {"ok"}), row.result);
+        EXPECT_THAT(probe_->eventKeys(), ElementsAre(row.event));
+        expectNothingLeft();
+    }
+}
+
+TEST_F(OcurScan, TheCablePromptAnswersAndAOneChannelRange) {
+    const Parameters one = {{"DigitalStartChannel", "20"}, {"DigitalEndChannel", "20"}};
+    load("ocur");
+    EXPECT_EQ(run(DigitalTVSignalTest, one, {"ok", "cancel"}), TestResult::USERABORTED());
+    EXPECT_THAT(moduleLog(), Contains(HasSubstr("Done due to user cancel on prompt")));
+    EXPECT_THAT(probe_->eventKeys(), IsEmpty());
+    load("ocur");
+    EXPECT_EQ(run(DigitalTVSignalTest, one, {"ok", "skip"}), TestResult::NOSIGNAL());
+    EXPECT_THAT(moduleLog(), Contains(HasSubstr("Done due to prompting disabled")));
+    EXPECT_THAT(probe_->reporter.percents, ElementsAre(100, 100)) << "a one-channel range counts as done";
+    load("ocur");
+    EXPECT_EQ(run(DigitalTVSignalTest, one, {"ok", "retry"}), TestResult::NOSIGNAL());
+    EXPECT_EQ(requests(), 4u) << "two passes of antenna and cable";
+}
+
+// The warning box itself, as a person sees it: a second thread finds it and presses a button.
+TEST_F(OcurScan, TheWarningIsARealBoxWhoseButtonsDecide) {
+    for (const int button : {IDCANCEL, IDOK}) {
+        load("ocur");
+        std::atomic<bool> running{true};
+        std::thread user([&] {
+            for (int i = 0; i < 2000 && running; ++i) {
+                if (HWND box = FindWindowW(L"#32770", L"Digital TV Signal Test"); box && IsWindowVisible(box)) {
+                    PostMessageW(box, WM_COMMAND, MAKEWPARAM(button, BN_CLICKED), 0);
+                    return;
+                }
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            }
+        });
+        const TestResult result = run(DigitalTVSignalTest, {{"DigitalStartChannel", "12"}, {"DigitalEndChannel", "12"}});
+        running = false;
+        user.join();
+        EXPECT_EQ(result, button == IDOK ? TestResult::PASS() : TestResult::USERABORTED());
+    }
 }
 
 TEST_F(OcurScan, SetUpFailuresBeforeTheTunerCannotRunAndLaterOnesFail) {
@@ -365,6 +506,38 @@ TEST_F(DvbtScan, AnUnreadableGrabberLetsTheTunerDecideButNoStreamDoesNot) {
     testing::addFault("SampleGrabber", "CoCreateInstance");
     EXPECT_EQ(run(DigitalTVSignalTest, {{"CheckTVCable", "false"}}, {"7"}), TestResult::PASS()) << "the tuner's statistics decide";
     EXPECT_THAT(tunerLog(), Contains("Sample Grabber creation failed"));
+}
+
+TEST_F(DvbtScan, SetUpFailuresUpToTheTunerCannotRunAndLaterOnesFail) {
+    const FaultOutcome rows[] = {
+        {"FilterGraph", "CoCreateInstance", 2, nullptr, TestResult::CANNOTRUN(), "warning:ErrorCreatingFilterGraph"},
+        {"DVBTuningSpace", "CoCreateInstance", 0, nullptr, TestResult::CANNOTRUN(), "warning:ErrorCreatingFilterGraph"},
+        {"DVBTNetworkProvider", "CoCreateInstance", 0, nullptr, TestResult::CANNOTRUN(), "warning:ErrorCreatingFilterGraph"},
+        {"DVBTNetworkProvider", "QueryInterface(ITuner)", 0, nullptr, TestResult::CANNOTRUN(), "warning:ErrorCreatingFilterGraph"},
+        {"Moniker: Virtual DVB-T BDA Tuner", "BindToObject", 0, nullptr, TestResult::CANNOTRUN(), "warning:ErrorCreatingFilterGraph"},
+        {"MPEG2Demultiplexer", "CoCreateInstance", 0, nullptr, TestResult::FAIL(), "error:ErrorCreatingFilterGraph"},
+        {"Moniker: BDA MPEG2 Transport Information Filter", "BindToObject", 0, nullptr, TestResult::FAIL(), "error:ErrorCreatingFilterGraph"},
+        {"DVBTNetworkProvider", "QueryInterface(IFrequencyMap)", 0, nullptr, TestResult::FAIL(), "error:ErrorCreatingFilterGraph"},
+        {"DVBTNetworkProvider", "get_CountryCodeList", 0, nullptr, TestResult::FAIL(), "error:ErrorCreatingFilterGraph"},
+        {"DVBTNetworkProvider", "put_CountryCode", 0, nullptr, TestResult::FAIL(), "error:ErrorCreatingFilterGraph"},
+        {"DVBTNetworkProvider", "get_DefaultFrequencyMapping", 0, nullptr, TestResult::FAIL(), "error:ErrorCreatingFilterGraph"},
+        {"FilterGraph", "Run", 0, nullptr, TestResult::FAIL(), "error:ErrorCreatingFilterGraph"},
+        {"DVBTLocator", "put_Guard", 0, nullptr, TestResult::FAIL(), "error:ErrorCreatingFilterGraph"},
+        {"Moniker: Virtual DVB-T BDA Receiver", "BindToObject", 0, nullptr, TestResult::PASS(), nullptr},
+        {"SampleGrabber", "CoCreateInstance", 0, nullptr, TestResult::PASS(), nullptr},
+    };
+    for (const FaultOutcome& row : rows) {
+        SCOPED_TRACE(describe(row));
+        load("dvbt");
+        testing::addFault(row.object, row.method, row.call);
+        // The ATSC path creates the first graph and cannot run on this card.
+        EXPECT_EQ(run(DigitalTVSignalTest, {}, {"49"}), row.result);
+        if (row.event) EXPECT_THAT(probe_->eventKeys(), ElementsAre(row.event));
+        else EXPECT_THAT(probe_->eventKeys(), IsEmpty());
+        if (std::string(row.object).find("Receiver") != std::string::npos)
+            EXPECT_THAT(moduleLog(), Contains(HasSubstr("ERROR: LoadFilter failed.  Couldn't find a compatible Receiver.")));
+        expectNothingLeft();
+    }
 }
 
 TEST_F(DvbtScan, AnOpenCableNameGetsTheTip) {

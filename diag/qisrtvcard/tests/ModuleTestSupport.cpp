@@ -40,7 +40,9 @@ void initialiseCatalogue() {
 }
 
 std::filesystem::path writeTempFile(const std::string& name, const std::string& text) {
-    const auto path = std::filesystem::temp_directory_path() / ("qisrtvcard-test-" + name);
+    // Test programs run side by side: each process writes files of its own.
+    const auto path = std::filesystem::temp_directory_path() /
+                      ("qisrtvcard-test-" + std::to_string(GetCurrentProcessId()) + "-" + name);
     std::ofstream(path, std::ios::binary) << text;
     return path;
 }
