@@ -89,7 +89,8 @@ TestResult runFmTest() {
         return hardwareNotSupported();
     }
     if (FAILED(g_captureBuilder->FindInterface(&PIN_CATEGORY_CAPTURE, nullptr, g_captureFilter.get(), IID_IAMTVTuner,
-                                               g_tvTuner.putVoid())))
+                                               g_tvTuner.putVoid())) ||
+        !g_tvTuner)
         return hardwareNotSupported();
     routeCrossbarToTuner();
     if (FAILED(g_tvTuner->put_Mode(AMTUNER_MODE_FM_RADIO))) return graphFailed(kModeFailed);

@@ -237,7 +237,8 @@ TestResult checkAnalogTVSignal() {
         return hardwareNotSupported();
     }
     if (FAILED(g_captureBuilder->FindInterface(&PIN_CATEGORY_CAPTURE, nullptr, g_captureFilter.get(), IID_IAMTVTuner,
-                                               g_tvTuner.putVoid())))
+                                               g_tvTuner.putVoid())) ||
+        !g_tvTuner)
         return hardwareNotSupported();
     routeCrossbarToTuner();
     if (FAILED(g_tvTuner->put_Mode(AMTUNER_MODE_TV))) return raiseError(ErrorCreatingFilterGraph, kModeFailed);

@@ -44,6 +44,7 @@ constexpr const char* kTuned = "Completed ATSC tune request";
 bool isGenericProvider(IMoniker* moniker) {
     ComPtr<IPropertyBag> bag;
     HRESULT hr = moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag, bag.putVoid());
+    if (!bag) hr = E_POINTER;
     QISRTV_ASSERT(SUCCEEDED( hr ));
     tunekit::Variant name;
     hr = bag->Read(L"FriendlyName", name.get(), nullptr);
@@ -133,7 +134,9 @@ bool tuneToATSCChannel(ITuningSpace** tuningSpace, ITuner** tuner, TunerInputTyp
     if (!step(kInputAntenna, space->put_InputType(inputType))) return false;
     QISRTV_LOG(Priority::Debug, kCreateRequest);
     ComPtr<ITuneRequest> request;
-    if (!step(kCreateRequest, space->CreateTuneRequest(request.put()))) return false;
+    HRESULT hr = space->CreateTuneRequest(request.put());
+    if (SUCCEEDED(hr) && !request) hr = E_POINTER;
+    if (!step(kCreateRequest, hr)) return false;
     QISRTV_LOG(Priority::Debug, kQueryRequest);
     ComPtr<IATSCChannelTuneRequest> channelRequest;
     if (!step(kQueryRequest, request->QueryInterface(IID_IATSCChannelTuneRequest, channelRequest.putVoid()))) return false;
@@ -143,7 +146,7 @@ bool tuneToATSCChannel(ITuningSpace** tuningSpace, ITuner** tuner, TunerInputTyp
     if (!step(kPutMinorChannel, channelRequest->put_MinorChannel(kNotSet))) return false;
     QISRTV_LOG(Priority::Debug, kCreateLocator);
     ComPtr<IATSCLocator> locator;
-    HRESULT hr = createInstance(CLSID_ATSCLocator, nullptr, CLSCTX_ALL, IID_IATSCLocator, locator.putVoid());
+    hr = createInstance(CLSID_ATSCLocator, nullptr, CLSCTX_ALL, IID_IATSCLocator, locator.putVoid());
     if (SUCCEEDED(hr) && !locator) hr = E_POINTER; // a null locator counts as failure
     if (!step(kCreateLocator, hr)) return false;
     QISRTV_LOG(Priority::Debug, kPutPhysicalChannel);

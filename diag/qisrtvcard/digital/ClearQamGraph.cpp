@@ -35,6 +35,7 @@ IBaseFilter* FindFromName(const wchar_t* name, IFilterGraph* graph) {
     QISRTV_TRACE_CLEARQAM("FindFromName");
     tunekit::ComPtr<IEnumFilters> filters;
     HRESULT hr = g_clearQamResult = graph->EnumFilters(filters.put());
+    if (!filters) hr = E_POINTER;
     QISRTV_ASSERT(SUCCEEDED( hr ));
     IBaseFilter* fetched[kMostFiltersSearched] = {};
     ULONG count = 0;

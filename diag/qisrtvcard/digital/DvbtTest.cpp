@@ -238,6 +238,7 @@ TestResult buildGraph(const mirt5::DiagDevice& device, DvbtGraph& g) {
         return QISRTV_GRAPH_FAILED(kLoadTransportInfoFailed);
     logStep(kEnumDemuxPins);
     hr = g.demultiplexer->EnumPins(g.demultiplexerPins.put());
+    if (SUCCEEDED(hr) && !g.demultiplexerPins) hr = E_POINTER;
     if (FAILED(hr)) return QISRTV_GRAPH_FAILED(kEnumDemuxPinsFailed + hrNumber(hr));
     logStep(kConnectingDemuxPins);
     renderDemultiplexerOutputs(g);
@@ -267,8 +268,9 @@ TestResult chooseCountry(DvbtGraph& g) {
     logStep(kMapping);
     hr = g.frequencyMap->get_DefaultFrequencyMapping(static_cast<ULONG>(country), &g.frequencies.count, &g.frequencies.values);
     if (FAILED(hr)) return QISRTV_GRAPH_FAILED(kMappingFailed + hrText(hr));
+    // A map that answers without a list has no frequencies for the country.
     g.plan.buildForCountry(static_cast<std::uint32_t>(country), reinterpret_cast<const std::uint32_t*>(g.frequencies.values),
-                           g.frequencies.count);
+                           g.frequencies.values ? g.frequencies.count : 0);
     g.lastChannel = g.plan.channelCount() - 1; // an empty plan wraps round
     logStep(kChannelRange + qis::QISValue(static_cast<unsigned long>(g.lastChannel)).toString());
     return TestResult::PASS();

@@ -85,6 +85,7 @@ Outcome tryMoniker(IMoniker* moniker, IBaseFilter** ppFilter, IBaseFilter* conne
     logStep(kBindToStorage);
     ComPtr<IPropertyBag> bag;
     HRESULT hr = moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag, bag.putVoid());
+    if (SUCCEEDED(hr) && !bag) hr = E_POINTER;
     if (FAILED(hr)) {
         logFailed(kBindToStorage, hr);
         return Outcome::Fatal;

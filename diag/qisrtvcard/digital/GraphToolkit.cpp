@@ -45,6 +45,7 @@ Search connectToDownstream(IPin* output, IBaseFilter* downstream, IGraphBuilder*
     logStep(kEnumDownstream);
     ComPtr<IEnumPins> pins;
     HRESULT hr = downstream->EnumPins(pins.put());
+    if (SUCCEEDED(hr) && !pins) hr = E_POINTER; // a driver's success without an enumerator
     if (FAILED(hr)) {
         logFailed(kEnumDownstream, hr);
         return Search::Failed;
@@ -82,6 +83,7 @@ bool ConnectFilters(IBaseFilter* pFilterUpstream, IBaseFilter* pFilterDownstream
     logStep(kEnumUpstream);
     ComPtr<IEnumPins> pins;
     HRESULT hr = pFilterUpstream->EnumPins(pins.put());
+    if (SUCCEEDED(hr) && !pins) hr = E_POINTER;
     if (FAILED(hr)) {
         logFailed(kEnumUpstream, hr);
         return false;
@@ -134,6 +136,7 @@ void removeFilters(IGraphBuilder* graph) {
     QISRTV_TRACE("removeFilters");
     ComPtr<IEnumFilters> filters;
     HRESULT hr = graph->EnumFilters(filters.put());
+    if (!filters) hr = E_POINTER;
     QISRTV_ASSERT(SUCCEEDED( hr ));
     IBaseFilter* fetched[kMostFiltersRemoved] = {};
     ULONG count = 0;
