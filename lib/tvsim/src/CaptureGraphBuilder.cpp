@@ -35,7 +35,7 @@ ComPtr<IBaseFilter> ownerOf(IPin* pin) {
 std::vector<ComPtr<IPin>> pinsOf(IBaseFilter* filter) {
     std::vector<ComPtr<IPin>> pins;
     ComPtr<IEnumPins> pinEnum;
-    if (FAILED(filter->EnumPins(pinEnum.put()))) return pins;
+    if (FAILED(filter->EnumPins(pinEnum.put())) || !pinEnum) return pins;
     for (ComPtr<IPin> pin; pinEnum->Next(1, pin.put(), nullptr) == S_OK;) pins.push_back(pin);
     return pins;
 }

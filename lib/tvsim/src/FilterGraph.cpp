@@ -484,11 +484,16 @@ private:
     // Disconnects every pin of the filter (both sides) and takes it out of the graph.
     void detach(const ComPtr<IBaseFilter>& filter) {
         ComPtr<IEnumPins> pins;
-        if (SUCCEEDED(filter->EnumPins(pins.put()))) {
+        if (SUCCEEDED(filter->EnumPins(pins.put())) && pins) {
             for (ComPtr<IPin> pin; pins->Next(1, pin.put(), nullptr) == S_OK;) {
                 ComPtr<IPin> peer;
-                if (SUCCEEDED(pin->ConnectedTo(peer.put()))) peer->Disconnect();
+                if (SUCCEEDED(pin->ConnectedTo(peer.put())) && peer) peer->Disconnect();
                 pin->Disconnect();
+                // A filter left running by a failed (injected) Stop refuses to disconnect; the
+                // connection is dropped all the same, so that what was tested is the failure
+                // and not a reference cycle between pins.
+                if (auto* simPin = dynamic_cast<SimPin*>(pin.get())) simPin->breakConnection();
+                if (auto* simPeer = dynamic_cast<SimPin*>(peer.get())) simPeer->breakConnection();
             }
         }
         filter->JoinFilterGraph(nullptr, nullptr);
