@@ -28,8 +28,10 @@ struct Probe {
     std::vector<qis::String> answers;
 
     mirt5::TestResult run(const std::function<mirt5::TestResult(const mirt5::DiagDevice&)>& body);
-    // Called with each progress text as the test reports it (to raise a stop at a chosen point).
+    // Called with each progress text and each percent as the test reports them (to raise a stop
+    // at a chosen point).
     std::function<void(const qis::String& text)> onProgress;
+    std::function<void(int percent)> onPercent;
 
     class Reporter : public mirt5::RecordingReporter {
     public:
@@ -37,6 +39,10 @@ struct Probe {
         void progress(const qis::String& key, const qis::String& text, const mirt5::Variables& variables) override {
             mirt5::RecordingReporter::progress(key, text, variables);
             if (probe_.onProgress) probe_.onProgress(text);
+        }
+        void percent(int value, bool reset) override {
+            mirt5::RecordingReporter::percent(value, reset);
+            if (probe_.onPercent) probe_.onPercent(value);
         }
 
     private:

@@ -1,0 +1,146 @@
+// A stop request at every point where a test reports something, and every prompt answered every
+// way: each must give the result the design states, promptly.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "ModuleTestSupport.h"
+#include "analog/AnalogPlumbing.h"
+#include "analog/CountryDialog.h"
+#include "analog/GraphHandles.h"
+#include "frame/TestEntries.h"
+#include "tvsim/Simulation.h"
+
+namespace qisrtvcard {
+namespace {
+
+using mirt5::TestResult;
+
+struct RunCase {
+    const char* name;
+    const char* scenario;
+    TestResult (*entry)(const mirt5::DiagDevice&);
+    std::map<std::string, std::string> parameters;
+    std::vector<qis::String> answers; // before the cable prompt's (the OCUR warning, a country)
+};
+
+std::ostream& operator<<(std::ostream& out, const RunCase& c) { return out << c.name << " on " << c.scenario; }
+
+// What one run showed: its result, and how many progress lines came after the stop.
+struct Seen {
+    TestResult result = TestResult::TESTNOTSTARTED();
+    int progressLines = 0;
+    int percents = 0;
+    int progressAfterStop = -1;
+    std::size_t tuneRequests = 0;
+};
+
+Seen runCase(const RunCase& c, const std::vector<qis::String>& moreAnswers, int stopAtProgress, int stopAtPercent) {
+    supportedCountryCodes().clear();
+    testing::SimulatedSystem system(c.scenario);
+    testing::Probe probe;
+    probe.device = system.device();
+    probe.parameters = c.parameters;
+    probe.answers = c.answers;
+    probe.answers.insert(probe.answers.end(), moreAnswers.begin(), moreAnswers.end());
+    Seen seen;
+    bool stopped = false;
+    probe.onProgress = [&](const qis::String&) {
+        if (stopped) ++seen.progressAfterStop;
+        if (seen.progressLines++ == stopAtProgress) {
+            stopped = true;
+            seen.progressAfterStop = 0;
+            mirt5::DiagModule::requestStop();
+        }
+    };
+    probe.onPercent = [&](int) {
+        if (seen.percents++ == stopAtPercent && !stopped) {
+            stopped = true;
+            seen.progressAfterStop = 0;
+            mirt5::DiagModule::requestStop();
+        }
+    };
+    seen.result = probe.run(c.entry);
+    seen.tuneRequests = testing::journalArguments("*", "put_TuneRequest").size() + testing::journalArguments("*", "put_Channel").size();
+    closeInterfaces(); // a process runs one test; its end releases what the analog tests keep
+    g_tvTuner.reset();
+    g_captureFilter.reset();
+    if (g_hwndVideo) DestroyWindow(std::exchange(g_hwndVideo, nullptr));
+    return seen;
+}
+
+// Scans without a signal on these ranges, so that they run to their end and ask about the cable.
+const RunCase kScans[] = {
+    {"TVSignalTest", "hybrid", AnalogTVSignalTest, {{"TVStartChannel", "30"}, {"TVEndChannel", "32"}}, {}},
+    {"FMRadioTest", "hybrid", FMRadioSignalTest, {{"FMRadioStartChannel", "100.0"}, {"FMRadioEndChannel", "100.8"}}, {}},
+    {"DigitalTVSignalTest", "atsc", DigitalTVSignalTest, {{"DigitalStartChannel", "20"}, {"DigitalEndChannel", "22"}}, {}},
+    {"DigitalTVSignalTest", "ocur", DigitalTVSignalTest, {{"DigitalStartChannel", "20"}, {"DigitalEndChannel", "22"}}, {"ok"}},
+    {"DigitalTVSignalTest", "dvbt", DigitalTVSignalTest, {}, {"31"}},
+};
+
+class StopEverywhere : public ::testing::TestWithParam<RunCase> {
+protected:
+    void SetUp() override {
+        if (!testing::haveDisplay()) GTEST_SKIP() << "no display (run under xvfb-run)";
+        testing::initialiseCatalogue();
+    }
+};
+
+TEST_P(StopEverywhere, AStopAtAnyReportEndsTheRunAbortedBeforeTheNextChannel) {
+    const RunCase& c = GetParam();
+    const Seen baseline = runCase(c, {"retry"}, -1, -1);
+    ASSERT_EQ(baseline.result, TestResult::NOSIGNAL());
+    // A scan looks for a stop before or within a channel, never after its last one: a stop at the
+    // final report of the last pass may let the scan end as it would have.
+    const auto expectAborted = [&](const Seen& seen, bool last) {
+        if (last && seen.result == baseline.result) return;
+        EXPECT_EQ(seen.result, TestResult::USERABORTED());
+    };
+    for (int at = 0; at < baseline.progressLines; ++at) {
+        SCOPED_TRACE("stop at progress line " + std::to_string(at));
+        const Seen seen = runCase(c, {"retry"}, at, -1);
+        expectAborted(seen, at == baseline.progressLines - 1);
+        EXPECT_LE(seen.progressAfterStop, 0) << "no further channel is started";
+    }
+    // The closing percent comes after the scan: a stop there is too late to matter.
+    for (int at = 0; at + 1 < baseline.percents; ++at) {
+        SCOPED_TRACE("stop at percent " + std::to_string(at));
+        const Seen seen = runCase(c, {"retry"}, -1, at);
+        expectAborted(seen, at == baseline.percents - 2);
+        EXPECT_LE(seen.progressAfterStop, 1) << "seen within one channel";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Scans, StopEverywhere, ::testing::ValuesIn(kScans), [](const ::testing::TestParamInfo<RunCase>& info) {
+    return std::string(info.param.name) + "_" + info.param.scenario;
+});
+
+// The cable prompt of each scan that has one, answered each way.
+class PromptMatrix : public ::testing::TestWithParam<RunCase> {
+protected:
+    void SetUp() override {
+        if (!testing::haveDisplay()) GTEST_SKIP() << "no display (run under xvfb-run)";
+        testing::initialiseCatalogue();
+    }
+};
+
+TEST_P(PromptMatrix, RetryAndTimeOutScanAgainSkipGivesUpCancelAborts) {
+    const RunCase& c = GetParam();
+    const Seen skipped = runCase(c, {"skip"}, -1, -1);
+    EXPECT_EQ(skipped.result, TestResult::NOSIGNAL());
+    const Seen retried = runCase(c, {"retry"}, -1, -1);
+    EXPECT_EQ(retried.result, TestResult::NOSIGNAL());
+    EXPECT_EQ(retried.tuneRequests, 2 * skipped.tuneRequests) << "one more pass, and no third";
+    const Seen timedOut = runCase(c, {"timeout"}, -1, -1);
+    EXPECT_EQ(timedOut.result, TestResult::NOSIGNAL());
+    EXPECT_EQ(timedOut.tuneRequests, retried.tuneRequests) << "a time-out counts as a retry";
+    EXPECT_EQ(runCase(c, {"cancel"}, -1, -1).result, TestResult::USERABORTED());
+}
+
+const RunCase kPrompted[] = {kScans[0], kScans[2], kScans[3], kScans[4]};
+
+INSTANTIATE_TEST_SUITE_P(CablePrompts, PromptMatrix, ::testing::ValuesIn(kPrompted), [](const ::testing::TestParamInfo<RunCase>& info) {
+    return std::string(info.param.name) + "_" + info.param.scenario;
+});
+
+} // namespace
+} // namespace qisrtvcard
