@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <thread>
 
 #include <nlohmann/json.hpp>
@@ -255,6 +256,24 @@ struct BadInput {
     const char* says;
 };
 
+// Device and scenario files that cannot be used, by name.
+const std::map<std::string, std::string> kBadFiles = {
+    {"dev-name", R"({"name": 5})"},
+    {"dev-array", "[1, 2]"},
+    {"dev-props", R"({"name": "x", "properties": []})"},
+    {"dev-cap", R"({"name": "x", "capabilities": [7]})"},
+    {"dev-propval", R"({"name": "x", "properties": {"A": 1}})"},
+    {"empty", ""},
+    {"sc-kind", R"({"device": {"name": "x"}, "filters": {"f": {"kind": "warpDrive"}}})"},
+    {"sc-device", R"({"device": 3})"},
+    {"sc-fault", R"({"device": {"name": "x"}, "faults": [{"object": "a", "method": "b", "result": "E_NOPE"}]})"},
+    {"sc-dupspace", R"({"device": {"name": "x"}, "tuningSpaces": [{"uniqueName": "A", "kind": "ATSC"}, {"uniqueName": "A", "kind": "ATSC"}]})"},
+    {"sc-map", R"({"device": {"name": "x"}, "frequencyMaps": {"de": [1]}})"},
+    {"sc-filterref", R"({"device": {"name": "x"}, "categories": {"BDANetworkTuner": [{"filter": "nope"}]}})"},
+    {"sc-guard", R"({"device": {"name": "x"}, "filters": {"t": {"kind": "bdaTuner", "receives": {"dvbt": [{"frequency": 1, "guard": "1/3"}]}}}})"},
+    {"sc-truncated", R"({"device": {"name": "x"}, "filters": {)"},
+};
+
 class BadCommandLine : public ::testing::TestWithParam<BadInput> {};
 
 // Each gives one line on stderr that names the fault, the usage exit code, and no test output.
@@ -267,6 +286,12 @@ TEST_P(BadCommandLine, OneLineNamingTheFaultAndUsageExitCode) {
     for (auto [marker, value] : {std::pair{"@all", all}, {"@excluded", excluded}, {"@malformed", malformed},
                                  {"@unknowncap", unknownCapability}})
         if (const auto at = arguments.find(marker); at != std::string::npos) arguments.replace(at, strlen(marker), value);
+    // "@file:NAME" stands for a file of that name holding the text of kBadFiles.
+    if (const auto at = arguments.find("@file:"); at != std::string::npos) {
+        const auto end = arguments.find(' ', at);
+        const std::string name = arguments.substr(at + 6, end == std::string::npos ? std::string::npos : end - at - 6);
+        arguments.replace(at, 6 + name.size(), deviceFile(name, kBadFiles.at(name)));
+    }
 
     const Outcome outcome = runModule(arguments);
     EXPECT_EQ(outcome.code, 64u) << arguments;
@@ -312,6 +337,36 @@ INSTANTIATE_TEST_SUITE_P(
         BadInput{"--list --log-dir no-such-directory", "no-such-directory"},
         BadInput{"--list --test FMRadioTest", "--list"},
         BadInput{"--sim no-such-scenario.json --list", "no-such-scenario.json"},
-        BadInput{"--realtime --list", "--realtime needs --sim"}));
+        BadInput{"--realtime --list", "--realtime needs --sim"},
+        BadInput{"--device @file:dev-name --list", "/name: expected a string"},
+        BadInput{"--device @file:dev-array --list", "expected a JSON object"},
+        BadInput{"--device @file:dev-props --list", "/properties: expected an object"},
+        BadInput{"--device @file:dev-cap --list", "/capabilities/0: expected a string"},
+        BadInput{"--device @file:dev-propval --list", "/properties/A: expected a string"},
+        BadInput{"--device @file:empty --list", "line 1, column 1"},
+        BadInput{"--sim @file:sc-kind --list", "/filters/f/kind: unknown filter kind"},
+        BadInput{"--sim @file:sc-device --list", "/device: expected an object"},
+        BadInput{"--sim @file:sc-fault --list", "/faults/0/result"},
+        BadInput{"--sim @file:sc-dupspace --list", "/tuningSpaces/1/uniqueName"},
+        BadInput{"--sim @file:sc-map --list", "/frequencyMaps/de"},
+        BadInput{"--sim @file:sc-filterref --list", "/categories/BDANetworkTuner/0/filter"},
+        BadInput{"--sim @file:sc-guard --list", "/filters/t/receives/dvbt/0/guard"},
+        BadInput{"--sim @file:sc-truncated --list", "sc-truncated"},
+        BadInput{"--test", "--test"},
+        BadInput{"--device", "--device"},
+        BadInput{"--param", "--param"},
+        BadInput{"--answer", "--answer"},
+        BadInput{"--locale", "--locale"},
+        BadInput{"--sim --test TVSignalTest --param TVStartChannel=1e3", "\"1e3\""},
+        BadInput{"--sim --test FMRadioTest --param ChecksPerChannel=+5", "\"+5\""},
+        BadInput{"--sim --test FMRadioTest --param \"ChecksPerChannel= 5\"", "\" 5\""},
+        BadInput{"--sim --test DigitalTVSignalTest --param DigitalStartChannel=0x10", "\"0x10\""},
+        BadInput{"--sim --test FMRadioTest --param FMRadioStartChannel=1e999", "\"1e999\""},
+        BadInput{"--sim atsc --test FMRadioTest", "not offered"},
+        BadInput{"--sim --test ClearQAMTest --param Foo=1", "\"Foo\""},
+        BadInput{"--sim --test FMRadioTest --param StopOnSignal=true --param StopOnSignal=false", "given twice"},
+        BadInput{"--log-level -1 --list", "--log-level"},
+        BadInput{"--log-level abc --list", "--log-level"},
+        BadInput{"--sim a b --list", "not expected: b"}));
 
 } // namespace
