@@ -170,6 +170,18 @@ TEST_F(CaptureTests, FileReplacesAStaleCaptureWithThreeSecondsOfVideo) {
     expectNothingLeft();
 }
 
+TEST_F(CaptureTests, AFailedCaptureNeverLeavesAFileThatLooksComplete) {
+    for (const char* method : {"Run", "Pause"}) {
+        SCOPED_TRACE(method);
+        std::ofstream(captureFile()) << "stale";
+        load(card());
+        testing::addFault(std::string(method) == "Run" ? "FilterGraph" : "AviMux", method);
+        EXPECT_EQ(run(CaptureToFileTest), TestResult::FAIL());
+        EXPECT_FALSE(std::filesystem::exists(captureFile())) << "neither the stale file nor a new one";
+        expectNothingLeft();
+    }
+}
+
 TEST_F(CaptureTests, FileFallsBackToTheMpeg2WriterThenFailsWhenNeitherExists) {
     load(card());
     testing::addFault("CaptureGraphBuilder2", "SetOutputFileName", 1);
