@@ -272,6 +272,8 @@ const std::map<std::string, std::string> kBadFiles = {
     {"sc-filterref", R"({"device": {"name": "x"}, "categories": {"BDANetworkTuner": [{"filter": "nope"}]}})"},
     {"sc-guard", R"({"device": {"name": "x"}, "filters": {"t": {"kind": "bdaTuner", "receives": {"dvbt": [{"frequency": 1, "guard": "1/3"}]}}}})"},
     {"sc-truncated", R"({"device": {"name": "x"}, "filters": {)"},
+    {"dev-bignum", R"({"name": "x", "size": 2.9e40288})"},
+    {"sc-bignum", R"({"device": {"name": "x"}, "processes": [1e999]})"},
 };
 
 class BadCommandLine : public ::testing::TestWithParam<BadInput> {};
@@ -352,6 +354,8 @@ INSTANTIATE_TEST_SUITE_P(
         BadInput{"--sim @file:sc-filterref --list", "/categories/BDANetworkTuner/0/filter"},
         BadInput{"--sim @file:sc-guard --list", "/filters/t/receives/dvbt/0/guard"},
         BadInput{"--sim @file:sc-truncated --list", "sc-truncated"},
+        BadInput{"--device @file:dev-bignum --list", "number overflow"},
+        BadInput{"--sim @file:sc-bignum --list", "number overflow"},
         BadInput{"--test", "--test"},
         BadInput{"--device", "--device"},
         BadInput{"--param", "--param"},

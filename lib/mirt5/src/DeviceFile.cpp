@@ -35,7 +35,7 @@ DiagDevice parseDevice(const std::string& jsonText, const qis::String& origin) {
     json root;
     try {
         root = json::parse(jsonText);
-    } catch (const json::parse_error& e) {
+    } catch (const json::exception& e) { // a syntax error, or a number too large for a double
         fail(origin, withoutPrefix(e.what()));
     }
     if (!root.is_object()) fail(origin, "expected a JSON object with \"name\"");

@@ -460,7 +460,7 @@ Scenario parseScenario(const std::string& text, const qis::String& origin) {
     json document;
     try {
         document = json::parse(text);
-    } catch (const json::parse_error& e) {
+    } catch (const json::exception& e) { // a syntax error, or a number too large for a double
         std::string message = e.what();
         const auto close = message.find("] ");
         throw ScenarioError("scenario \"" + origin + "\": " + (close == std::string::npos ? message : message.substr(close + 2)));
