@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "analog/CountryDialog.h"
+#include "digital/AttemptLoop.h"
 #include "digital/DVBTChannelPlan.h"
 #include "digital/DigitalLog.h"
 #include "digital/DigitalTests.h"
@@ -97,12 +98,6 @@ constexpr const char* kRunFailed = "ERROR: IMediaControl::Run failed. hr=";
 constexpr const char* kTuneFailed = "ERROR: tuneToDVBTChannel failed";
 constexpr const char* kCheckingStop = "Checking for Stop";
 constexpr const char* kStopping = "Stopping per user abort";
-constexpr const char* kChannelLoopDone = "Completed channel loop";
-constexpr const char* kExitAttemptLoop = "Done so exiting attempt loop";
-constexpr const char* kNoRetry = "Done due to no prompt and retry setting set or max attempts complete";
-constexpr const char* kPrompting = "Prompting user to check cable";
-constexpr const char* kPromptCancelled = "Done due to user cancel on prompt";
-constexpr const char* kPromptDisabled = "Done due to prompting disabled"; // what the give-up answer logs
 constexpr const char* kCleaningUp = "Cleaning up";
 constexpr const char* kNoSignal = "Returning no signal";
 
@@ -111,7 +106,6 @@ constexpr long kNoStreamData = -1; // below it the grabber could not be read: as
 constexpr double kPictureSeconds = 10.0;
 constexpr double kNoPictureSeconds = 0.1;
 constexpr unsigned long kStoppedMilliseconds = 1000;
-constexpr int kMostAttempts = 2;
 
 DWORD g_dvbtRotCookie = 0;
 
@@ -337,35 +331,6 @@ TestResult scanPlan(DvbtGraph& g, bool& done) {
     return TestResult::NOSIGNAL();
 }
 
-TestResult runAttempts(DvbtGraph& g) {
-    for (int attempt = 0;;) {
-        bool done = false;
-        TestResult result = scanPlan(g, done);
-        logStep(kChannelLoopDone);
-        if (done) {
-            logStep(kExitAttemptLoop);
-            return result;
-        }
-        if (!(CheckTVCable->value().valueBool() && attempt == 0)) {
-            logStep(kNoRetry);
-            return result;
-        }
-        logStep(kPrompting);
-        if (g.videoWindow) g.videoWindow->put_Visible(OAFALSE);
-        const int answer = askUserToCheckCable();
-        if (g.videoWindow) g.videoWindow->put_Visible(OATRUE);
-        if (answer == mirt5::MessageBox::AnswerCancel) {
-            logStep(kPromptCancelled);
-            return TestResult::USERABORTED();
-        }
-        if (answer == mirt5::MessageBox::AnswerSkip) {
-            logStep(kPromptDisabled);
-            return result;
-        }
-        DiagModule::resetPercentDone();
-        if (++attempt >= kMostAttempts) return result;
-    }
-}
 
 void raiseNoSignal(const mirt5::DiagDevice& device, std::uint32_t lastChannel) {
     mirt5::Event* event = device.name().contains(kOcurName) ? ErrorNoSignalWithTip : ErrorNoSignalDetected;
@@ -445,7 +410,8 @@ TestResult RunDVBTest(const mirt5::DiagDevice& device) {
     if (result == TestResult::PASS()) result = chooseCountry(g);
     if (result == TestResult::PASS()) result = runGraph(g);
     if (result != TestResult::PASS()) return result; // early ends leave the filters in the graph
-    result = runAttempts(g);
+    result = runAttempts([&](bool& done) { return scanPlan(g, done); }, g.videoWindow.get(),
+                         [](const qis::String& text) { logStep(text); });
     logStep(kCleaningUp);
     RemoveGraphFromRot(g_dvbtRotCookie);
     g.mediaControl->Stop();

@@ -1,6 +1,7 @@
 // The OpenCable receiver's test: a BDA graph on the ATSC QAM network provider and the device's
 // own tuner, running while every channel is tried as antenna and then as cable input.
 #include "digital/AtscTuning.h"
+#include "digital/AttemptLoop.h"
 #include "digital/DigitalLog.h"
 #include "digital/DigitalTests.h"
 #include "digital/FilterLoading.h"
@@ -39,19 +40,12 @@ constexpr const char* kTuneFailed = "ERROR: tuneToATSCChannel failed";
 constexpr const char* kExitChannelLoop = "Done so exiting channel loop";
 constexpr const char* kCheckingStop = "Checking for Stop";
 constexpr const char* kStopping = "Stopping per user abort";
-constexpr const char* kChannelLoopDone = "Completed channel loop";
-constexpr const char* kExitAttemptLoop = "Done so exiting attempt loop";
-constexpr const char* kNoRetry = "Done due to no prompt and retry setting set or max attempts complete";
-constexpr const char* kPrompting = "Prompting user to check cable";
-constexpr const char* kPromptCancelled = "Done due to user cancel on prompt";
-constexpr const char* kPromptDisabled = "Done due to prompting disabled"; // what the give-up answer logs
 constexpr const char* kCleaningUp = "Cleaning up";
 constexpr const char* kNoSignal = "Returning no signal";
 
 constexpr const wchar_t* kDemultiplexerName = L"Demux";
 constexpr double kPictureSeconds = 10.0; // so that the user sees the picture
 constexpr unsigned long kStoppedMilliseconds = 1000;
-constexpr int kMostAttempts = 2;
 constexpr TunerInputType kInputTypes[] = {TunerInputAntenna, TunerInputCable};
 
 DWORD g_ocurRotCookie = 0;
@@ -159,35 +153,6 @@ TestResult scanChannels(OcurGraph& g, std::uint32_t start, std::uint32_t end, bo
     return TestResult::NOSIGNAL();
 }
 
-TestResult runAttempts(OcurGraph& g, std::uint32_t start, std::uint32_t end) {
-    for (int attempt = 0;;) {
-        bool done = false;
-        TestResult result = scanChannels(g, start, end, done);
-        logOcur(kChannelLoopDone);
-        if (done) {
-            logOcur(kExitAttemptLoop);
-            return result;
-        }
-        if (!(CheckTVCable->value().valueBool() && attempt == 0)) {
-            logOcur(kNoRetry);
-            return result;
-        }
-        logOcur(kPrompting);
-        if (g.videoWindow) g.videoWindow->put_Visible(OAFALSE);
-        const int answer = askUserToCheckCable();
-        if (g.videoWindow) g.videoWindow->put_Visible(OATRUE);
-        if (answer == mirt5::MessageBox::AnswerCancel) {
-            logOcur(kPromptCancelled);
-            return TestResult::USERABORTED();
-        }
-        if (answer == mirt5::MessageBox::AnswerSkip) {
-            logOcur(kPromptDisabled);
-            return result;
-        }
-        DiagModule::resetPercentDone();
-        if (++attempt >= kMostAttempts) return result;
-    }
-}
 
 } // namespace
 
@@ -198,7 +163,8 @@ TestResult TestOcurDevice(const mirt5::DiagDevice& device) {
     OcurGraph g;
     const TestResult built = buildGraph(device, g);
     if (built != TestResult::PASS()) return built;
-    const TestResult result = runAttempts(g, start, end);
+    const TestResult result = runAttempts([&](bool& done) { return scanChannels(g, start, end, done); }, g.videoWindow.get(),
+                                          [](const qis::String& text) { logOcur(text); });
     logOcur(kCleaningUp);
     RemoveGraphFromRot(g_ocurRotCookie);
     g.mediaControl->Stop();
