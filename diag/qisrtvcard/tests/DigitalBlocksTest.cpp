@@ -74,6 +74,18 @@ protected:
         return LoadFilter(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, tuner_.put(), provider_.get(), true, graph_.get(),
                           system_->device(), strict);
     }
+    // The generic provider's ITuner and its tuning space of this name.
+    ComPtr<ITuner> providerTuner() {
+        ComPtr<ITuner> tuner;
+        EXPECT_HRESULT_SUCCEEDED(provider_.as(tuner));
+        return tuner;
+    }
+    ComPtr<ITuningSpace> tuningSpace(const ComPtr<ITuner>& tuner, const wchar_t* name) {
+        ComPtr<ITuningSpace> space;
+        space.attach(getTuningSpace(tuner.get(), name));
+        EXPECT_TRUE(space) << "no tuning space " << qis::String(name).utf8();
+        return space;
+    }
     std::string tunerName() {
         FILTER_INFO info{};
         if (!tuner_ || FAILED(tuner_->QueryFilterInfo(&info))) return "(none)";
@@ -194,9 +206,8 @@ protected:
     // Tunes antenna channel 7 through the tuning space "ATSC".
     void tune(long physicalChannel = 7) {
         if (!tuner_) ASSERT_TRUE(loadTuner(false));
-        ASSERT_HRESULT_SUCCEEDED(provider_.as(tunerInterface_));
-        ComPtr<ITuningSpace> space;
-        space.attach(getTuningSpace(tunerInterface_.get(), L"ATSC"));
+        tunerInterface_ = providerTuner();
+        const ComPtr<ITuningSpace> space = tuningSpace(tunerInterface_, L"ATSC");
         ASSERT_TRUE(space);
         ITuningSpace* spacePointer = space.get();
         ITuner* tuner = tunerInterface_.get();
@@ -279,10 +290,8 @@ protected:
         ASSERT_HRESULT_SUCCEEDED(graph_.as(control));
         ASSERT_HRESULT_SUCCEEDED(control->Run());
         if (!tuneIt) return;
-        ComPtr<ITuner> tuner;
-        ASSERT_HRESULT_SUCCEEDED(provider_.as(tuner));
-        ComPtr<ITuningSpace> space;
-        space.attach(getTuningSpace(tuner.get(), L"ATSCCable"));
+        const ComPtr<ITuner> tuner = providerTuner();
+        const ComPtr<ITuningSpace> space = tuningSpace(tuner, L"ATSCCable");
         ComPtr<ITuneRequest> request;
         request.attach(createTuneRequest(space.get(), 80, 3));
         ASSERT_HRESULT_SUCCEEDED(tuner->put_TuneRequest(request.get()));
@@ -386,10 +395,8 @@ TEST_F(AtscTuning, TheQamTunerTakesTheFourthTuningSpaceAndLogsItsFailures) {
 
 TEST_F(AtscTuning, AnUnknownInputTypeIsLoggedAsAnErrorAndStillPassedOn) {
     load(digitalCard(R"("DigitalFriendlyName": "Tuner")", tunerMoniker("Tuner", kPciPath)));
-    ComPtr<ITuner> tuner;
-    ASSERT_HRESULT_SUCCEEDED(provider_.as(tuner));
-    ComPtr<ITuningSpace> space;
-    space.attach(getTuningSpace(tuner.get(), L"ATSC"));
+    const ComPtr<ITuner> tuner = providerTuner();
+    const ComPtr<ITuningSpace> space = tuningSpace(tuner, L"ATSC");
     testing::LogLines log("qisrtvcard");
     ITuningSpace* spacePointer = space.get();
     ITuner* tunerPointer = tuner.get();
@@ -405,10 +412,8 @@ TEST_F(AtscTuning, AnUnknownInputTypeIsLoggedAsAnErrorAndStillPassedOn) {
 
 TEST_F(AtscTuning, ATuningStepThatFailsIsLoggedWithItsHresultAndEndsTheTuning) {
     load(digitalCard(R"("DigitalFriendlyName": "Tuner")", tunerMoniker("Tuner", kPciPath)));
-    ComPtr<ITuner> tuner;
-    ASSERT_HRESULT_SUCCEEDED(provider_.as(tuner));
-    ComPtr<ITuningSpace> space;
-    space.attach(getTuningSpace(tuner.get(), L"ATSC"));
+    const ComPtr<ITuner> tuner = providerTuner();
+    const ComPtr<ITuningSpace> space = tuningSpace(tuner, L"ATSC");
     testing::addFault("ATSCLocator", "put_PhysicalChannel");
     testing::LogLines log("qisrtvcard");
     ITuningSpace* spacePointer = space.get();
@@ -420,10 +425,8 @@ TEST_F(AtscTuning, ATuningStepThatFailsIsLoggedWithItsHresultAndEndsTheTuning) {
 
 TEST_F(AtscTuning, ClearQamRequestsCarryThePictureCarrierOfTheCablePlanAt256Qam) {
     load(digitalCard(R"("DigitalFriendlyName": "Tuner")", tunerMoniker("Tuner", kPciPath)));
-    ComPtr<ITuner> tuner;
-    ASSERT_HRESULT_SUCCEEDED(provider_.as(tuner));
-    ComPtr<ITuningSpace> space;
-    space.attach(getTuningSpace(tuner.get(), L"ATSCCable"));
+    const ComPtr<ITuner> tuner = providerTuner();
+    const ComPtr<ITuningSpace> space = tuningSpace(tuner, L"ATSCCable");
     ASSERT_TRUE(space);
     for (long channel : {1, 2, 6, 7, 14, 23, 99, 100, 135}) ComPtr<ITuneRequest>().attach(createTuneRequest(space.get(), channel, 4));
     EXPECT_THAT(journalArguments("ATSCLocator", "put_CarrierFrequency"),
@@ -436,10 +439,8 @@ TEST_F(AtscTuning, ClearQamRequestsCarryThePictureCarrierOfTheCablePlanAt256Qam)
 
 TEST_F(AtscTuning, TuneRequestsThatCannotBeMadeAreAssertionFailures) {
     load(digitalCard(R"("DigitalFriendlyName": "Tuner")", tunerMoniker("Tuner", kPciPath)));
-    ComPtr<ITuner> tuner;
-    ASSERT_HRESULT_SUCCEEDED(provider_.as(tuner));
-    ComPtr<ITuningSpace> space;
-    space.attach(getTuningSpace(tuner.get(), L"ATSC"));
+    const ComPtr<ITuner> tuner = providerTuner();
+    const ComPtr<ITuningSpace> space = tuningSpace(tuner, L"ATSC");
     EXPECT_EQ(getTuningSpace(tuner.get(), L"Nowhere"), nullptr);
     testing::addFault("ATSCLocator", "CoCreateInstance", 1);
     EXPECT_EQ(testing::assertionOf([&] { createTuneRequest(space.get(), 30L); }), "SUCCEEDED( hr ) && ATSCLocator");
