@@ -100,6 +100,15 @@ TEST_F(GraphToolkit, RemoveFiltersOnAnEmptyGraphLogsTheWholeText) {
     EXPECT_THAT(log.lines(), ElementsAre("Number of filters to remove: "));
 }
 
+TEST_F(GraphToolkit, RemoveFiltersWithMoreFiltersThanTheTextHasLettersLogsAnEmptyLine) {
+    for (int i = 0; i < 31; ++i) add(CLSID_FileWriter, L"File Writer");
+    testing::LogLines log;
+    removeFilters(graph_.get());
+    EXPECT_EQ(filterCount(), 0u);
+    ASSERT_FALSE(log.lines().empty());
+    EXPECT_EQ(log.lines()[0], "") << "31 places on is past the end of the text";
+}
+
 TEST_F(GraphToolkit, FindFromNameHandsTheCallerAReferenceOrThrows) {
     const ComPtr<IBaseFilter> renderer = add(CLSID_VideoRenderer, L"Video Renderer");
     add(CLSID_FileWriter, L"File Writer");
