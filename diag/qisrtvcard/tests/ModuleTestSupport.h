@@ -32,6 +32,7 @@ struct Probe {
     // at a chosen point).
     std::function<void(const qis::String& text)> onProgress;
     std::function<void(int percent)> onPercent;
+    std::function<void()> onPrompt;
 
     class Reporter : public mirt5::RecordingReporter {
     public:
@@ -39,6 +40,10 @@ struct Probe {
         void progress(const qis::String& key, const qis::String& text, const mirt5::Variables& variables) override {
             mirt5::RecordingReporter::progress(key, text, variables);
             if (probe_.onProgress) probe_.onProgress(text);
+        }
+        void promptOpened(const mirt5::Prompt& prompt) override {
+            mirt5::RecordingReporter::promptOpened(prompt);
+            if (probe_.onPrompt) probe_.onPrompt();
         }
         void percent(int value, bool reset) override {
             mirt5::RecordingReporter::percent(value, reset);
