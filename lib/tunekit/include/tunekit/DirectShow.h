@@ -1,7 +1,8 @@
 #pragma once
 // The DirectShow and BDA declarations the product uses, plus what the mingw-w64 headers lack:
 // __uuidof for a few control interfaces (MSVC's headers declare these themselves), the BDA
-// device categories and the sample grabber's class.
+// device categories, and the sample grabber's class (and its interfaces where the SDK has no
+// qedit.h).
 
 #include <windows.h>
 
@@ -15,8 +16,32 @@
 #include <bdamedia.h>
 #include <ks.h>
 #include <ksmedia.h>
-#include <qedit.h>
 #include <tuner.h>
+
+#if __has_include(<qedit.h>)
+#include <qedit.h>
+#else
+// Current Windows SDKs no longer ship qedit.h: the sample grabber's interfaces as Windows has them.
+MIDL_INTERFACE("0579154A-2B53-4994-B0D0-E773148EFF85")
+ISampleGrabberCB : public IUnknown {
+public:
+    virtual HRESULT STDMETHODCALLTYPE SampleCB(double sampleTime, IMediaSample* sample) = 0;
+    virtual HRESULT STDMETHODCALLTYPE BufferCB(double sampleTime, BYTE* buffer, long length) = 0;
+};
+MIDL_INTERFACE("6B652FFF-11FE-4FCE-92AD-0266B5D7C78F")
+ISampleGrabber : public IUnknown {
+public:
+    virtual HRESULT STDMETHODCALLTYPE SetOneShot(BOOL oneShot) = 0;
+    virtual HRESULT STDMETHODCALLTYPE SetMediaType(const AM_MEDIA_TYPE* type) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetConnectedMediaType(AM_MEDIA_TYPE* type) = 0;
+    virtual HRESULT STDMETHODCALLTYPE SetBufferSamples(BOOL bufferThem) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetCurrentBuffer(long* size, long* buffer) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetCurrentSample(IMediaSample** sample) = 0;
+    virtual HRESULT STDMETHODCALLTYPE SetCallback(ISampleGrabberCB* callback, long whichMethod) = 0;
+};
+const IID IID_ISampleGrabber = __uuidof(ISampleGrabber);
+const IID IID_ISampleGrabberCB = __uuidof(ISampleGrabberCB);
+#endif
 
 #if defined(__MINGW32__)
 __CRT_UUID_DECL(IMediaEvent, 0x56a868b6, 0x0ad4, 0x11ce, 0xb0, 0x3a, 0x00, 0x20, 0xaf, 0x0b, 0xa7, 0x70)
