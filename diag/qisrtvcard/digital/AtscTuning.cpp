@@ -72,10 +72,10 @@ IBaseFilter* getNetworkProvider() {
     ComPtr<IMoniker> moniker;
     while (monikers->Next(1, moniker.put(), nullptr) == S_OK) {
         if (!isGenericProvider(moniker.get())) continue;
-        ComPtr<IBaseFilter> BaseFilter;
-        HRESULT hr = moniker->BindToObject(nullptr, nullptr, IID_IBaseFilter, BaseFilter.putVoid());
-        QISRTV_ASSERT(SUCCEEDED( hr ) && BaseFilter);
-        return BaseFilter.detach();
+        ComPtr<IBaseFilter> filter;
+        const HRESULT hr = moniker->BindToObject(nullptr, nullptr, IID_IBaseFilter, filter.putVoid());
+        QISRTV_ASSERT_AS(SUCCEEDED(hr) && filter, "SUCCEEDED( hr ) && BaseFilter");
+        return filter.detach();
     }
     return nullptr;
 }

@@ -69,12 +69,10 @@ struct ScanGraph {
     ComPtr<IMediaControl> mediaControl;
 };
 
-// The references named as the design's assertion texts name them, so that a failure reads the same.
 TestResult completeGraph(const ScanStyle& style, IGraphBuilder* graph, IBaseFilter* networkProvider, IBaseFilter* receiver,
                          const qis::String& windowCaption, ScanGraph& scan) {
     g_clearQamResult = networkProvider->QueryInterface(IID_ITuner, scan.tuner.putVoid());
-    const ComPtr<ITuner>& Tuner = scan.tuner;
-    QISRTV_ASSERT(Tuner);
+    QISRTV_ASSERT_AS(scan.tuner, "Tuner");
     scan.tuningSpace.attach(getTuningSpace(scan.tuner.get(), style.tuningSpaceName));
     if (!scan.tuningSpace) {
         if (style.atsc) logScan(kNoTuningSpace);
@@ -85,26 +83,22 @@ TestResult completeGraph(const ScanStyle& style, IGraphBuilder* graph, IBaseFilt
     if (style.atsc && SUCCEEDED(hr) && !scan.demultiplexer) hr = E_POINTER;
     QISRTV_ASSERT(SUCCEEDED( hr ));
     g_clearQamResult = graph->AddFilter(scan.demultiplexer.get(), kDemultiplexerName);
-    const bool bRes = ConnectFilters(receiver, scan.demultiplexer.get(), graph);
-    QISRTV_ASSERT(bRes);
+    const bool connected = ConnectFilters(receiver, scan.demultiplexer.get(), graph);
+    QISRTV_ASSERT_AS(connected, "bRes");
     if (!clearqam::renderGraph(scan.demultiplexer.get(), graph)) {
         if (!style.atsc) logScan(kRunFailed);
         return TestResult::CANNOTRUN();
     }
     g_clearQamResult = graph->QueryInterface(IID_IVideoWindow, scan.videoWindow.putVoid());
-    const ComPtr<IVideoWindow>& VideoWindow = scan.videoWindow;
-    QISRTV_ASSERT(VideoWindow);
+    QISRTV_ASSERT_AS(scan.videoWindow, "VideoWindow");
     const tunekit::Bstr caption(windowCaption.wide().c_str());
     scan.videoWindow->put_Caption(caption.get());
     scan.renderer.attach(FindFromName(kRendererName, graph));
-    const ComPtr<IBaseFilter>& VideoRenderer = scan.renderer;
-    QISRTV_ASSERT(VideoRenderer);
+    QISRTV_ASSERT_AS(scan.renderer, "VideoRenderer");
     hr = g_clearQamResult = scan.renderer->QueryInterface(IID_IQualProp, scan.qualProp.putVoid());
-    const ComPtr<IQualProp>& QualProp = scan.qualProp;
-    QISRTV_ASSERT(SUCCEEDED( hr ) && QualProp);
+    QISRTV_ASSERT_AS(SUCCEEDED(hr) && scan.qualProp, "SUCCEEDED( hr ) && QualProp");
     g_clearQamResult = graph->QueryInterface(IID_IMediaControl, scan.mediaControl.putVoid());
-    const ComPtr<IMediaControl>& MediaControl = scan.mediaControl;
-    QISRTV_ASSERT(MediaControl);
+    QISRTV_ASSERT_AS(scan.mediaControl, "MediaControl");
     hr = g_clearQamResult = scan.mediaControl->Run();
     if (!style.atsc && FAILED(hr)) {
         logScan(kRunFailed);
@@ -118,10 +112,10 @@ TestResult completeGraph(const ScanStyle& style, IGraphBuilder* graph, IBaseFilt
 // Tunes one request on the running graph and watches the renderer. Gives PASS when frames are
 // drawn, USERABORTED on a stop request, else NOSIGNAL.
 TestResult tryRequest(const ScanStyle& style, ScanGraph& scan, ITuneRequest* request) {
-    ComPtr<ITuneRequest> TR;
-    TR.attach(request);
-    if (!TR) {
-        if (!style.atsc) QISRTV_ASSERT(TR);
+    ComPtr<ITuneRequest> tuneRequest;
+    tuneRequest.attach(request);
+    if (!tuneRequest) {
+        if (!style.atsc) QISRTV_ASSERT_AS(tuneRequest, "TR");
         logScan(kNoTuneRequest);
         return TestResult::CANNOTRUN();
     }
@@ -130,7 +124,7 @@ TestResult tryRequest(const ScanStyle& style, ScanGraph& scan, ITuneRequest* req
     qis::System::sleepMilliseconds(kPauseMilliseconds);
     hr = g_clearQamResult = scan.mediaControl->Run();
     QISRTV_ASSERT(SUCCEEDED( hr ));
-    hr = g_clearQamResult = scan.tuner->put_TuneRequest(TR.get());
+    hr = g_clearQamResult = scan.tuner->put_TuneRequest(tuneRequest.get());
     QISRTV_ASSERT(SUCCEEDED( hr ));
     if (FramesBeingRendered(scan.qualProp.get())) {
         if (style.atsc) logScan(kFramesTrue);

@@ -34,31 +34,31 @@ constexpr long kNotSet = -1;
 
 // A fresh ATSC locator; null or a failure is an assertion failure.
 ComPtr<IATSCLocator> createAtscLocator() {
-    ComPtr<IATSCLocator> ATSCLocator;
-    HRESULT hr = g_clearQamResult = createInstance(CLSID_ATSCLocator, nullptr, CLSCTX_ALL, IID_IATSCLocator, ATSCLocator.putVoid());
-    QISRTV_ASSERT(SUCCEEDED( hr ) && ATSCLocator);
-    return ATSCLocator;
+    ComPtr<IATSCLocator> locator;
+    const HRESULT hr = g_clearQamResult = createInstance(CLSID_ATSCLocator, nullptr, CLSCTX_ALL, IID_IATSCLocator, locator.putVoid());
+    QISRTV_ASSERT_AS(SUCCEEDED(hr) && locator, "SUCCEEDED( hr ) && ATSCLocator");
+    return locator;
 }
 
 ComPtr<ITuneRequest> createRequest(IATSCTuningSpace* space) {
-    ComPtr<ITuneRequest> TuneRequest;
-    HRESULT hr = g_clearQamResult = space->CreateTuneRequest(TuneRequest.put());
-    QISRTV_ASSERT(TuneRequest && SUCCEEDED( hr ));
-    return TuneRequest;
+    ComPtr<ITuneRequest> request;
+    const HRESULT hr = g_clearQamResult = space->CreateTuneRequest(request.put());
+    QISRTV_ASSERT_AS(request && SUCCEEDED(hr), "TuneRequest && SUCCEEDED( hr )");
+    return request;
 }
 
 ComPtr<IATSCChannelTuneRequest> asChannelRequest(ITuneRequest* request) {
-    ComPtr<IATSCChannelTuneRequest> ATSCChannelTuneRequest;
-    g_clearQamResult = request->QueryInterface(IID_IATSCChannelTuneRequest, ATSCChannelTuneRequest.putVoid());
-    QISRTV_ASSERT(ATSCChannelTuneRequest);
-    return ATSCChannelTuneRequest;
+    ComPtr<IATSCChannelTuneRequest> channelRequest;
+    g_clearQamResult = request->QueryInterface(IID_IATSCChannelTuneRequest, channelRequest.putVoid());
+    QISRTV_ASSERT_AS(channelRequest, "ATSCChannelTuneRequest");
+    return channelRequest;
 }
 
 ComPtr<IATSCTuningSpace> asAtscSpace(ITuningSpace* tuningSpace) {
-    ComPtr<IATSCTuningSpace> ATSCTuningSpace;
-    g_clearQamResult = tuningSpace->QueryInterface(IID_IATSCTuningSpace, ATSCTuningSpace.putVoid());
-    QISRTV_ASSERT(ATSCTuningSpace);
-    return ATSCTuningSpace;
+    ComPtr<IATSCTuningSpace> space;
+    g_clearQamResult = tuningSpace->QueryInterface(IID_IATSCTuningSpace, space.putVoid());
+    QISRTV_ASSERT_AS(space, "ATSCTuningSpace");
+    return space;
 }
 
 } // namespace
@@ -85,14 +85,14 @@ ITuningSpace* getTuningSpace(ITuner* tuner, const wchar_t* uniqueName) {
 ITuneRequest* createTuneRequest(ITuningSpace* tuningSpace, long channel, long programNumber) {
     QISRTV_TRACE_CLEARQAM("createTuneRequest");
     const ComPtr<IATSCLocator> locator = createAtscLocator();
-    ComPtr<IATSCLocator2> ATSCLocator2;
-    g_clearQamResult = locator->QueryInterface(__uuidof(IATSCLocator2), ATSCLocator2.putVoid());
-    QISRTV_ASSERT(ATSCLocator2);
-    HRESULT hr = g_clearQamResult = ATSCLocator2->put_ProgramNumber(programNumber);
+    ComPtr<IATSCLocator2> locator2;
+    g_clearQamResult = locator->QueryInterface(__uuidof(IATSCLocator2), locator2.putVoid());
+    QISRTV_ASSERT_AS(locator2, "ATSCLocator2");
+    HRESULT hr = g_clearQamResult = locator2->put_ProgramNumber(programNumber);
     QISRTV_ASSERT(SUCCEEDED( hr ));
-    hr = g_clearQamResult = ATSCLocator2->put_CarrierFrequency(static_cast<long>(cableChannelFrequency(channel)));
+    hr = g_clearQamResult = locator2->put_CarrierFrequency(static_cast<long>(cableChannelFrequency(channel)));
     QISRTV_ASSERT(SUCCEEDED( hr ));
-    hr = g_clearQamResult = ATSCLocator2->put_Modulation(BDA_MOD_256QAM); // 64-QAM channels are not tried
+    hr = g_clearQamResult = locator2->put_Modulation(BDA_MOD_256QAM); // 64-QAM channels are not tried
     QISRTV_ASSERT(SUCCEEDED( hr ));
     const ComPtr<IATSCTuningSpace> space = asAtscSpace(tuningSpace);
     ComPtr<ITuneRequest> request = createRequest(space.get());

@@ -81,17 +81,17 @@ TestResult ClearQAMTestWrapper(const mirt5::DiagDevice& device) {
     ComPtr<IGraphBuilder> graph;
     HRESULT hr = createInstance(CLSID_FilterGraph, nullptr, CLSCTX_ALL, IID_IGraphBuilder, graph.putVoid());
     QISRTV_ASSERT(SUCCEEDED( hr ));
-    ComPtr<IBaseFilter> NetworkProviderFilter;
-    NetworkProviderFilter.attach(getNetworkProvider());
-    QISRTV_ASSERT(NetworkProviderFilter);
-    hr = graph->AddFilter(NetworkProviderFilter.get(), kProviderName);
+    ComPtr<IBaseFilter> provider;
+    provider.attach(getNetworkProvider());
+    QISRTV_ASSERT_AS(provider, "NetworkProviderFilter");
+    hr = graph->AddFilter(provider.get(), kProviderName);
     QISRTV_ASSERT(SUCCEEDED( hr ));
     ComPtr<IBaseFilter> tuner, receiver;
-    if (!LoadFilter(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, tuner.put(), NetworkProviderFilter.get(), true, graph.get(), device, false))
+    if (!LoadFilter(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, tuner.put(), provider.get(), true, graph.get(), device, false))
         QISRTV_ASSERT(false);
     if (!LoadFilter(tunekit::KSCATEGORY_BDA_RECEIVER_COMPONENT, receiver.put(), tuner.get(), true, graph.get(), device, false))
         QISRTV_ASSERT(false);
-    return RunClearQAMTest(graph.get(), NetworkProviderFilter.get(), tuner.get(), receiver.get(), *TestingChannel,
+    return RunClearQAMTest(graph.get(), provider.get(), tuner.get(), receiver.get(), *TestingChannel,
                            ClearQAMTestHandle->localizedName());
 }
 

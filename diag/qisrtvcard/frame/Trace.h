@@ -27,6 +27,11 @@ qis::Logger* traceLogger(qis::Logger* (*logger)());
                                         __LINE__)
 // Asserts with the module's source name and the condition as written. Stringized here, not
 // in QIS_ASSERT, so that a macro such as SUCCEEDED( hr ) keeps its spelling in the message.
+// Asserts `condition` and reports it under `text`, the name the design gives the check.
+#define QISRTV_ASSERT_AS(condition, text)                                                           \
+    do {                                                                                            \
+        if (!(condition)) throw ::qis::AssertionFailure(::qisrtvcard::kSourceFile, __LINE__, (text)); \
+    } while (0)
 #define QISRTV_ASSERT(condition)                                                                  \
     do {                                                                                          \
         if (!(condition)) throw ::qis::AssertionFailure(::qisrtvcard::kSourceFile, __LINE__, #condition); \
