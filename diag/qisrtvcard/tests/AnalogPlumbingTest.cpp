@@ -34,11 +34,7 @@ mirt5::DiagDevice deviceNamed(const std::string& analogName, const std::string& 
 }
 
 void addFault(const char* object, const char* method, std::uint32_t result = 0x80004005u) {
-    tvsim::FaultRule rule;
-    rule.object = object;
-    rule.method = method;
-    rule.result = static_cast<std::int32_t>(result);
-    tvsim::Simulation::current().faults().add(rule);
+    testing::addFault(object, method, 0, result);
 }
 
 // The calls of one method in journal order, by object.
@@ -198,12 +194,7 @@ TEST_F(CaptureGraphSetup, EachGraphStepFailsWithItsOwnText) {
 
 // ---- video window ----------------------------------------------------------------------------
 
-bool haveDisplay() {
-    HWND probe = CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 1, 1, nullptr, nullptr, nullptr, nullptr);
-    if (!probe) return false;
-    DestroyWindow(probe);
-    return true;
-}
+using testing::haveDisplay;
 
 class VideoWindowSetup : public ::testing::Test {
 protected:

@@ -27,13 +27,7 @@ std::string card(const std::string& tuner, const std::string& extra = "",
            (crossbar.empty() ? "" : ", " + crossbar) + "}}" + extra + "}";
 }
 
-void addFault(const char* object, const char* method, unsigned call = 0) {
-    tvsim::FaultRule rule;
-    rule.object = object;
-    rule.method = method;
-    rule.call = call;
-    tvsim::Simulation::current().faults().add(rule);
-}
+using testing::addFault;
 
 std::vector<std::string> arguments(const char* method) {
     std::vector<std::string> list;
@@ -42,12 +36,7 @@ std::vector<std::string> arguments(const char* method) {
     return list;
 }
 
-bool haveDisplay() {
-    HWND probe = CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 1, 1, nullptr, nullptr, nullptr, nullptr);
-    if (!probe) return false;
-    DestroyWindow(probe);
-    return true;
-}
+using testing::haveDisplay;
 
 class AnalogTVScan : public ::testing::Test {
 protected:

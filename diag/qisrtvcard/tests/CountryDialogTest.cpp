@@ -247,12 +247,7 @@ TEST_F(CountryDialogAnswers, APreAnswerIsReturnedWithoutShowingTheDialogAndRepor
 
 // ---- the dialog on the screen -----------------------------------------------------------------
 
-bool haveDisplay() {
-    HWND probe = CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 1, 1, nullptr, nullptr, nullptr, nullptr);
-    if (!probe) return false;
-    DestroyWindow(probe);
-    return true;
-}
+using testing::haveDisplay;
 
 bool waitFor(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
     const auto end = std::chrono::steady_clock::now() + limit;
