@@ -1,5 +1,8 @@
 // The digital tests' graph toolkit on the virtual system: what it logs, what it leaves in the
 // graph and how it fails.
+#include <algorithm>
+#include <vector>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -116,6 +119,45 @@ TEST_F(GraphToolkit, FindFromNameHandsTheCallerAReferenceOrThrows) {
     found.attach(FindFromName(L"Video Renderer", graph_.get()));
     EXPECT_EQ(found.get(), renderer.get());
     EXPECT_EQ(testing::assertionOf([&] { FindFromName(L"video renderer", graph_.get()); }), "false") << "names compare exactly";
+}
+
+// A renderer's statistics that answer the frame counts a test lines up, one per reading.
+class ScriptedFrames final : public IQualProp {
+public:
+    explicit ScriptedFrames(std::vector<int> counts) : counts_(std::move(counts)) {}
+    STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
+        if (iid != IID_IUnknown && iid != IID_IQualProp) return E_NOINTERFACE;
+        *object = static_cast<IQualProp*>(this);
+        return S_OK;
+    }
+    STDMETHODIMP_(ULONG) AddRef() override { return 2; } // lives on the test's stack
+    STDMETHODIMP_(ULONG) Release() override { return 1; }
+    STDMETHODIMP get_FramesDrawn(int* frames) override {
+        *frames = counts_.at(std::min(readings_++, counts_.size() - 1));
+        return S_OK;
+    }
+    STDMETHODIMP get_FramesDroppedInRenderer(int*) override { return E_NOTIMPL; }
+    STDMETHODIMP get_AvgFrameRate(int*) override { return E_NOTIMPL; }
+    STDMETHODIMP get_Jitter(int*) override { return E_NOTIMPL; }
+    STDMETHODIMP get_AvgSyncOffset(int*) override { return E_NOTIMPL; }
+    STDMETHODIMP get_DevSyncOffset(int*) override { return E_NOTIMPL; }
+
+private:
+    std::vector<int> counts_;
+    std::size_t readings_ = 0;
+};
+
+TEST_F(GraphToolkit, FramesBeingRenderedWantsThreeFramesFromTheFirstReadingToTheLast) {
+    ScriptedFrames two({10, 11, 12});
+    EXPECT_FALSE(FramesBeingRendered(&two));
+    ScriptedFrames three({10, 11, 13});
+    const double started = seconds();
+    EXPECT_TRUE(FramesBeingRendered(&three));
+    EXPECT_NEAR(seconds() - started, 5.0, 0.01) << "after the process's first check, 2.5 s and 2.5 s";
+    ScriptedFrames negative({-1});
+    EXPECT_EQ(testing::assertionOf([&] { FramesBeingRendered(&negative); }), "SUCCEEDED( hr ) && c1 >= 0");
+    ScriptedFrames backwards({10, 9});
+    EXPECT_EQ(testing::assertionOf([&] { FramesBeingRendered(&backwards); }), "c2 - c1 >= 0");
 }
 
 TEST_F(GraphToolkit, FramesBeingRenderedGivesUpAfterTwoAndAHalfSecondsOnAStoppedRenderer) {
