@@ -25,9 +25,9 @@ qis::String numbered(const qis::String& name, const qis::HashTable<bool>& seen) 
     }
 }
 
-mirt5::TestResult deviceNotFound(const char* error) {
+mirt5::TestResult deviceNotFound(const char* error, Caller where = Caller::current()) {
     if (error) WarningDeviceNotFound->setVariable("error", error);
-    mirt5::DiagModule::warning(WarningDeviceNotFound, kSourceFile, __LINE__);
+    mirt5::DiagModule::warning(WarningDeviceNotFound, kSourceFile, lineOf(where));
     return error ? mirt5::TestResult::INTERNALERROR() : mirt5::TestResult::NODEVICE();
 }
 

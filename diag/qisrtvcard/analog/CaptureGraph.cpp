@@ -13,9 +13,9 @@ constexpr const char* kFilterGraphFailed = "CLSID_FilterGraph failed.";
 constexpr const char* kMediaControlFailed = "IID_IMediaControl failed.";
 constexpr const char* kSetFiltergraphFailed = "SetFiltergraph failed.";
 
-mirt5::TestResult graphNotCreated(const char* error) {
+mirt5::TestResult graphNotCreated(const char* error, Caller where = Caller::current()) {
     ErrorCreatingFilterGraph->setVariable("error", error);
-    mirt5::DiagModule::error(ErrorCreatingFilterGraph, kSourceFile, __LINE__);
+    mirt5::DiagModule::error(ErrorCreatingFilterGraph, kSourceFile, lineOf(where));
     return mirt5::TestResult::FAIL();
 }
 

@@ -31,14 +31,14 @@ constexpr GUID kMpeg2FileWriterSubtype = {0x7DC2C665, 0x4033, 0x4CAF, {0x92, 0x7
 
 enum class GraphStep { Screen, File };
 
-TestResult raiseGraphError(const qis::String& error) {
+TestResult raiseGraphError(const qis::String& error, Caller where = Caller::current()) {
     ErrorCreatingFilterGraph->setVariable("error", error);
-    DiagModule::error(ErrorCreatingFilterGraph, kSourceFile, __LINE__);
+    DiagModule::error(ErrorCreatingFilterGraph, kSourceFile, lineOf(where));
     return TestResult::FAIL();
 }
 
-TestResult hardwareNotSupported() {
-    DiagModule::warning(WarningHardwareDoesNotSupportAnalogTVCapture, kSourceFile, __LINE__);
+TestResult hardwareNotSupported(Caller where = Caller::current()) {
+    DiagModule::warning(WarningHardwareDoesNotSupportAnalogTVCapture, kSourceFile, lineOf(where));
     return TestResult::NOTSUPPORTED();
 }
 
@@ -167,7 +167,7 @@ TestResult runFileGraph(const mirt5::DiagDevice& device) {
 
 TestResult runCaptureTest(const mirt5::DiagDevice& device, const char* testName, mirt5::LocalizedString* title,
                           TestResult (*graphStep)(const mirt5::DiagDevice&)) {
-    QISRTV_ASSERT(device.intersectCapability(mirt5::DeviceCapability::VideoCapture()));
+    QISRTV_ASSERT(device.intersectCapability(mirt5::DeviceCapability::VideoCapture()), kAssertVideoCapture);
     if (isMediaCenterRunning()) {
         DiagModule::warning(MediaCenterIsRunning, kSourceFile, __LINE__);
         return TestResult::CANNOTRUN();

@@ -31,8 +31,8 @@ constexpr unsigned long kSettleMilliseconds = 500;
 constexpr unsigned long kTuneMilliseconds = 10;
 constexpr std::size_t kFrequencyTextSize = 6; // "108.0" and the terminator
 
-TestResult noSignal() {
-    DiagModule::warning(ErrorNoSignal, kSourceFile, __LINE__);
+TestResult noSignal(Caller where = Caller::current()) {
+    DiagModule::warning(ErrorNoSignal, kSourceFile, lineOf(where));
     return TestResult::NOSIGNAL();
 }
 
@@ -68,15 +68,15 @@ TestResult scanBand() {
     }
 }
 
-TestResult hardwareNotSupported() {
-    DiagModule::warning(WarningHardwareDoesNotSupportAnalogTVCapture, kSourceFile, __LINE__);
+TestResult hardwareNotSupported(Caller where = Caller::current()) {
+    DiagModule::warning(WarningHardwareDoesNotSupportAnalogTVCapture, kSourceFile, lineOf(where));
     DiagModule::percentDone(100);
     return TestResult::NOTSUPPORTED();
 }
 
-TestResult graphFailed(const qis::String& error) {
+TestResult graphFailed(const qis::String& error, Caller where = Caller::current()) {
     ErrorCreatingFilterGraph->setVariable("error", error);
-    DiagModule::error(ErrorCreatingFilterGraph, kSourceFile, __LINE__);
+    DiagModule::error(ErrorCreatingFilterGraph, kSourceFile, lineOf(where));
     DiagModule::percentDone(100);
     return TestResult::FAIL();
 }
@@ -107,7 +107,7 @@ TestResult runFmTest() {
 // No Media Center check and no window, unlike the other analog tests.
 TestResult FMRadioSignalTest(const mirt5::DiagDevice& device) {
     QISRTV_TRACE("FMRadioSignalTest");
-    QISRTV_ASSERT(device.intersectCapability(mirt5::DeviceCapability::VideoCapture()));
+    QISRTV_ASSERT(device.intersectCapability(mirt5::DeviceCapability::VideoCapture()), kAssertVideoCapture);
     TestResult result = setupCaptureGraph();
     if (result != TestResult::PASS()) return result;
     result = FindCaptureDevice(device, CLSID_VideoInputDeviceCategory);

@@ -53,23 +53,23 @@ constexpr long kSignalSentinel = -2;
 constexpr unsigned long kCheckDelayMilliseconds = 1;
 constexpr unsigned long kSettleMilliseconds = 500;
 
-TestResult raiseError(mirt5::Event* event, const qis::String& error, bool percentDoneFirst = true) {
+TestResult raiseError(mirt5::Event* event, const qis::String& error, bool percentDoneFirst = true, Caller where = Caller::current()) {
     event->setVariable("error", error);
-    DiagModule::error(event, kSourceFile, __LINE__);
+    DiagModule::error(event, kSourceFile, lineOf(where));
     if (percentDoneFirst) DiagModule::percentDone(100);
     return TestResult::FAIL();
 }
 
-TestResult hardwareNotSupported() {
-    DiagModule::warning(WarningHardwareDoesNotSupportAnalogTVCapture, kSourceFile, __LINE__);
+TestResult hardwareNotSupported(Caller where = Caller::current()) {
+    DiagModule::warning(WarningHardwareDoesNotSupportAnalogTVCapture, kSourceFile, lineOf(where));
     DiagModule::percentDone(100);
     return TestResult::NOTSUPPORTED();
 }
 
-void raiseNoSignalDetected() {
+void raiseNoSignalDetected(Caller where = Caller::current()) {
     ErrorNoSignalDetected->setVariable("startchannel", TVStartChannel->value().toString());
     ErrorNoSignalDetected->setVariable("endchannel", TVEndChannel->value().toString());
-    DiagModule::warning(ErrorNoSignalDetected, kSourceFile, __LINE__);
+    DiagModule::warning(ErrorNoSignalDetected, kSourceFile, lineOf(where));
 }
 
 void logGraph(const char* heading) {
@@ -289,7 +289,7 @@ TestResult checkAnalogTVSignal() {
 
 TestResult AnalogTVSignalTest(const mirt5::DiagDevice& device) {
     QISRTV_TRACE("AnalogTVSignalTest");
-    QISRTV_ASSERT(device.intersectCapability(mirt5::DeviceCapability::VideoCapture()));
+    QISRTV_ASSERT(device.intersectCapability(mirt5::DeviceCapability::VideoCapture()), kAssertVideoCapture);
     if (isMediaCenterRunning()) {
         DiagModule::warning(MediaCenterIsRunning, kSourceFile, __LINE__);
         return TestResult::CANNOTRUN();

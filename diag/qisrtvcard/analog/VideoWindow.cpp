@@ -19,16 +19,16 @@ constexpr int kInitialHeight = 480;
 
 int g_resizeDepth = 0;
 
-mirt5::TestResult windowSetupProblem(const char* error) {
+mirt5::TestResult windowSetupProblem(const char* error, Caller where = Caller::current()) {
     WarningWindowSetupProblem->setVariable("error", error);
-    mirt5::DiagModule::warning(WarningWindowSetupProblem, kSourceFile, __LINE__);
+    mirt5::DiagModule::warning(WarningWindowSetupProblem, kSourceFile, lineOf(where));
     CoUninitialize();
     return mirt5::TestResult::INTERNALERROR();
 }
 
-mirt5::TestResult videoWindowFailed() {
+mirt5::TestResult videoWindowFailed(Caller where = Caller::current()) {
     ErrorCreatingFilterGraph->setVariable("error", kVideoWindowFailed);
-    mirt5::DiagModule::error(ErrorCreatingFilterGraph, kSourceFile, __LINE__);
+    mirt5::DiagModule::error(ErrorCreatingFilterGraph, kSourceFile, lineOf(where));
     return mirt5::TestResult::FAIL();
 }
 
@@ -68,7 +68,7 @@ mirt5::TestResult setupWindow(const qis::String& className, const qis::String& w
                                   kInitialWidth, kInitialHeight, nullptr, nullptr, instance, nullptr);
     if (!g_hwndVideo) return windowSetupProblem(kCreateWindowFailed);
 
-    QISRTV_ASSERT(g_graphManager);
+    QISRTV_ASSERT(g_graphManager, "g_graphManager");
     if (FAILED(g_graphManager.as(g_videoWindow))) return videoWindowFailed();
     HRESULT hr = g_graphManager.as(g_mediaEvent);
     if (SUCCEEDED(hr) && g_mediaEvent)

@@ -45,17 +45,17 @@ bool isGenericProvider(IMoniker* moniker) {
     ComPtr<IPropertyBag> bag;
     HRESULT hr = moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag, bag.putVoid());
     if (!bag) hr = E_POINTER;
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     tunekit::Variant name;
     hr = bag->Read(L"FriendlyName", name.get(), nullptr);
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     return name.value().vt == VT_BSTR && name.value().bstrVal && qis::String(name.value().bstrVal) == qis::String(kGenericProviderName);
 }
 
 // Logs the step's label, and on failure its error text with the HRESULT; true on success.
-bool step(const char* label, HRESULT hr) {
+bool step(const char* label, HRESULT hr, Caller where = Caller::current()) {
     if (SUCCEEDED(hr)) return true;
-    QISRTV_LOG(Priority::Debug, failedLine(label, hr));
+    logLine(moduleLogger(), Priority::Debug, lineOf(where), failedLine(label, hr));
     return false;
 }
 
@@ -74,7 +74,7 @@ IBaseFilter* getNetworkProvider() {
         if (!isGenericProvider(moniker.get())) continue;
         ComPtr<IBaseFilter> filter;
         const HRESULT hr = moniker->BindToObject(nullptr, nullptr, IID_IBaseFilter, filter.putVoid());
-        QISRTV_ASSERT_AS(SUCCEEDED(hr) && filter, "SUCCEEDED( hr ) && BaseFilter");
+        QISRTV_ASSERT(SUCCEEDED(hr) && filter, "SUCCEEDED( hr ) && BaseFilter");
         return filter.detach();
     }
     return nullptr;

@@ -36,20 +36,20 @@ IBaseFilter* FindFromName(const wchar_t* name, IFilterGraph* graph) {
     tunekit::ComPtr<IEnumFilters> filters;
     HRESULT hr = g_clearQamResult = graph->EnumFilters(filters.put());
     if (!filters) hr = E_POINTER;
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     IBaseFilter* fetched[kMostFiltersSearched] = {};
     ULONG count = 0;
     hr = g_clearQamResult = filters->Next(kMostFiltersSearched, fetched, &count);
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     const qis::String wanted(name);
     for (ULONG i = 0; i < count; ++i) {
         FILTER_INFO info{};
         hr = g_clearQamResult = fetched[i]->QueryFilterInfo(&info);
-        QISRTV_ASSERT(SUCCEEDED( hr ));
+        QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
         if (qis::String(info.achName) == wanted) return fetched[i];
         fetched[i]->Release();
     }
-    QISRTV_ASSERT(false);
+    QISRTV_ASSERT(false, kAssertFalse);
     return nullptr;
 }
 
@@ -57,11 +57,11 @@ bool FramesBeingRendered(IQualProp* qualProp) {
     QISRTV_TRACE_CLEARQAM("FramesBeingRendered");
     int c1 = 0;
     HRESULT hr = g_clearQamResult = qualProp->get_FramesDrawn(&c1);
-    QISRTV_ASSERT(SUCCEEDED( hr ) && c1 >= 0);
+    QISRTV_ASSERT(SUCCEEDED(hr) && c1 >= 0, "SUCCEEDED( hr ) && c1 >= 0");
     qis::System::sleepMilliseconds(kFirstLookMilliseconds);
     int c2 = 0;
     qualProp->get_FramesDrawn(&c2);
-    QISRTV_ASSERT(c2 - c1 >= 0);
+    QISRTV_ASSERT(c2 - c1 >= 0, "c2 - c1 >= 0");
     if (c2 == c1) return false;
     qis::System::sleepMilliseconds(g_firstFramesCheck ? kFirstConfirmMilliseconds : kConfirmMilliseconds);
     g_firstFramesCheck = false;

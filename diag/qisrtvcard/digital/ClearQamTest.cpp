@@ -46,7 +46,7 @@ constexpr long kLastQamChannel = 130;
 constexpr long kProgramsPerChannel = 10;
 constexpr double kQamChannelSpan = 54.0;
 
-void logScan(const char* text) { QISRTV_LOG_CLEARQAM(qis::LogPriority::Debug, text); }
+void logScan(const char* text, Caller where = Caller::current()) { logLine(clearQamLogger(), qis::LogPriority::Debug, lineOf(where), text); }
 
 // The two scans share the graph and the tuning but fail differently on some steps; the
 // differences are deliberate.
@@ -72,7 +72,7 @@ struct ScanGraph {
 TestResult completeGraph(const ScanStyle& style, IGraphBuilder* graph, IBaseFilter* networkProvider, IBaseFilter* receiver,
                          const qis::String& windowCaption, ScanGraph& scan) {
     g_clearQamResult = networkProvider->QueryInterface(IID_ITuner, scan.tuner.putVoid());
-    QISRTV_ASSERT_AS(scan.tuner, "Tuner");
+    QISRTV_ASSERT(scan.tuner, "Tuner");
     scan.tuningSpace.attach(getTuningSpace(scan.tuner.get(), style.tuningSpaceName));
     if (!scan.tuningSpace) {
         if (style.atsc) logScan(kNoTuningSpace);
@@ -81,30 +81,30 @@ TestResult completeGraph(const ScanStyle& style, IGraphBuilder* graph, IBaseFilt
     HRESULT hr = g_clearQamResult = createInstance(CLSID_MPEG2Demultiplexer, nullptr, CLSCTX_ALL, IID_IBaseFilter,
                                                    scan.demultiplexer.putVoid());
     if (style.atsc && SUCCEEDED(hr) && !scan.demultiplexer) hr = E_POINTER;
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     g_clearQamResult = graph->AddFilter(scan.demultiplexer.get(), kDemultiplexerName);
     const bool connected = ConnectFilters(receiver, scan.demultiplexer.get(), graph);
-    QISRTV_ASSERT_AS(connected, "bRes");
+    QISRTV_ASSERT(connected, "bRes");
     if (!clearqam::renderGraph(scan.demultiplexer.get(), graph)) {
         if (!style.atsc) logScan(kRunFailed);
         return TestResult::CANNOTRUN();
     }
     g_clearQamResult = graph->QueryInterface(IID_IVideoWindow, scan.videoWindow.putVoid());
-    QISRTV_ASSERT_AS(scan.videoWindow, "VideoWindow");
+    QISRTV_ASSERT(scan.videoWindow, "VideoWindow");
     const tunekit::Bstr caption(windowCaption.wide().c_str());
     scan.videoWindow->put_Caption(caption.get());
     scan.renderer.attach(FindFromName(kRendererName, graph));
-    QISRTV_ASSERT_AS(scan.renderer, "VideoRenderer");
+    QISRTV_ASSERT(scan.renderer, "VideoRenderer");
     hr = g_clearQamResult = scan.renderer->QueryInterface(IID_IQualProp, scan.qualProp.putVoid());
-    QISRTV_ASSERT_AS(SUCCEEDED(hr) && scan.qualProp, "SUCCEEDED( hr ) && QualProp");
+    QISRTV_ASSERT(SUCCEEDED(hr) && scan.qualProp, "SUCCEEDED( hr ) && QualProp");
     g_clearQamResult = graph->QueryInterface(IID_IMediaControl, scan.mediaControl.putVoid());
-    QISRTV_ASSERT_AS(scan.mediaControl, "MediaControl");
+    QISRTV_ASSERT(scan.mediaControl, "MediaControl");
     hr = g_clearQamResult = scan.mediaControl->Run();
     if (!style.atsc && FAILED(hr)) {
         logScan(kRunFailed);
         return TestResult::CANNOTRUN();
     }
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     qis::System::sleepMilliseconds(kStartedMilliseconds);
     return TestResult::NOSIGNAL();
 }
@@ -115,17 +115,17 @@ TestResult tryRequest(const ScanStyle& style, ScanGraph& scan, ITuneRequest* req
     ComPtr<ITuneRequest> tuneRequest;
     tuneRequest.attach(request);
     if (!tuneRequest) {
-        if (!style.atsc) QISRTV_ASSERT_AS(tuneRequest, "TR");
+        if (!style.atsc) QISRTV_ASSERT(tuneRequest, "TR");
         logScan(kNoTuneRequest);
         return TestResult::CANNOTRUN();
     }
     HRESULT hr = g_clearQamResult = scan.mediaControl->Pause();
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     qis::System::sleepMilliseconds(kPauseMilliseconds);
     hr = g_clearQamResult = scan.mediaControl->Run();
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     hr = g_clearQamResult = scan.tuner->put_TuneRequest(tuneRequest.get());
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     if (FramesBeingRendered(scan.qualProp.get())) {
         if (style.atsc) logScan(kFramesTrue);
         qis::System::sleepMilliseconds(kPictureMilliseconds);
@@ -163,7 +163,7 @@ TestResult finishScan(ScanGraph& scan, TestResult result) {
     DiagModule::percentDone(100);
     scan.qualProp.reset();
     const HRESULT hr = g_clearQamResult = scan.mediaControl->Stop();
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     qis::System::sleepMilliseconds(kStoppedMilliseconds);
     return result;
 }
@@ -218,7 +218,7 @@ TestResult ATSCTestWrapper(const mirt5::DiagDevice& device) {
     QISRTV_TRACE("ATSCTestWrapper");
     ComPtr<IGraphBuilder> graph;
     HRESULT hr = createInstance(CLSID_FilterGraph, nullptr, CLSCTX_ALL, IID_IGraphBuilder, graph.putVoid());
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     ComPtr<IBaseFilter> provider;
     provider.attach(getNetworkProvider());
     if (!provider) {
@@ -226,7 +226,7 @@ TestResult ATSCTestWrapper(const mirt5::DiagDevice& device) {
         return TestResult::CANNOTRUN();
     }
     hr = graph->AddFilter(provider.get(), kProviderName);
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     ComPtr<IBaseFilter> tuner, receiver;
     if (!LoadFilter(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, tuner.put(), provider.get(), true, graph.get(), device, false)) {
         logStep(kNoTuner);

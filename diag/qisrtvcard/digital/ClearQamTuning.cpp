@@ -36,28 +36,28 @@ constexpr long kNotSet = -1;
 ComPtr<IATSCLocator> createAtscLocator() {
     ComPtr<IATSCLocator> locator;
     const HRESULT hr = g_clearQamResult = createInstance(CLSID_ATSCLocator, nullptr, CLSCTX_ALL, IID_IATSCLocator, locator.putVoid());
-    QISRTV_ASSERT_AS(SUCCEEDED(hr) && locator, "SUCCEEDED( hr ) && ATSCLocator");
+    QISRTV_ASSERT(SUCCEEDED(hr) && locator, "SUCCEEDED( hr ) && ATSCLocator");
     return locator;
 }
 
 ComPtr<ITuneRequest> createRequest(IATSCTuningSpace* space) {
     ComPtr<ITuneRequest> request;
     const HRESULT hr = g_clearQamResult = space->CreateTuneRequest(request.put());
-    QISRTV_ASSERT_AS(request && SUCCEEDED(hr), "TuneRequest && SUCCEEDED( hr )");
+    QISRTV_ASSERT(request && SUCCEEDED(hr), "TuneRequest && SUCCEEDED( hr )");
     return request;
 }
 
 ComPtr<IATSCChannelTuneRequest> asChannelRequest(ITuneRequest* request) {
     ComPtr<IATSCChannelTuneRequest> channelRequest;
     g_clearQamResult = request->QueryInterface(IID_IATSCChannelTuneRequest, channelRequest.putVoid());
-    QISRTV_ASSERT_AS(channelRequest, "ATSCChannelTuneRequest");
+    QISRTV_ASSERT(channelRequest, "ATSCChannelTuneRequest");
     return channelRequest;
 }
 
 ComPtr<IATSCTuningSpace> asAtscSpace(ITuningSpace* tuningSpace) {
     ComPtr<IATSCTuningSpace> space;
     g_clearQamResult = tuningSpace->QueryInterface(IID_IATSCTuningSpace, space.putVoid());
-    QISRTV_ASSERT_AS(space, "ATSCTuningSpace");
+    QISRTV_ASSERT(space, "ATSCTuningSpace");
     return space;
 }
 
@@ -71,7 +71,7 @@ ITuningSpace* getTuningSpace(ITuner* tuner, const wchar_t* uniqueName) {
     QISRTV_TRACE_CLEARQAM("getTuningSpace");
     ComPtr<IEnumTuningSpaces> spaces;
     HRESULT hr = g_clearQamResult = tuner->EnumTuningSpaces(spaces.put());
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     const tunekit::Bstr wanted(uniqueName);
     ComPtr<ITuningSpace> space;
     while (spaces && spaces->Next(1, space.put(), nullptr) == S_OK) {
@@ -87,20 +87,20 @@ ITuneRequest* createTuneRequest(ITuningSpace* tuningSpace, long channel, long pr
     const ComPtr<IATSCLocator> locator = createAtscLocator();
     ComPtr<IATSCLocator2> locator2;
     g_clearQamResult = locator->QueryInterface(__uuidof(IATSCLocator2), locator2.putVoid());
-    QISRTV_ASSERT_AS(locator2, "ATSCLocator2");
+    QISRTV_ASSERT(locator2, "ATSCLocator2");
     HRESULT hr = g_clearQamResult = locator2->put_ProgramNumber(programNumber);
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     hr = g_clearQamResult = locator2->put_CarrierFrequency(static_cast<long>(cableChannelFrequency(channel)));
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     hr = g_clearQamResult = locator2->put_Modulation(BDA_MOD_256QAM); // 64-QAM channels are not tried
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     const ComPtr<IATSCTuningSpace> space = asAtscSpace(tuningSpace);
     ComPtr<ITuneRequest> request = createRequest(space.get());
     const ComPtr<IATSCChannelTuneRequest> channelRequest = asChannelRequest(request.get());
     hr = g_clearQamResult = channelRequest->put_Channel(channel);
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     hr = g_clearQamResult = channelRequest->put_Locator(locator.get());
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     return request.detach();
 }
 
@@ -109,17 +109,17 @@ ITuneRequest* createTuneRequest(ITuningSpace* tuningSpace, long physicalChannel)
     QISRTV_TRACE_CLEARQAM("createTuneRequest");
     const ComPtr<IATSCLocator> locator = createAtscLocator();
     HRESULT hr = g_clearQamResult = locator->put_PhysicalChannel(physicalChannel);
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     const ComPtr<IATSCTuningSpace> space = asAtscSpace(tuningSpace);
     space->put_InputType(TunerInputAntenna);
     ComPtr<ITuneRequest> request = createRequest(space.get());
     const ComPtr<IATSCChannelTuneRequest> channelRequest = asChannelRequest(request.get());
     hr = g_clearQamResult = channelRequest->put_Channel(kNotSet);
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     hr = g_clearQamResult = channelRequest->put_MinorChannel(kNotSet);
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     hr = g_clearQamResult = channelRequest->put_Locator(locator.get());
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     return request.detach();
 }
 

@@ -27,8 +27,8 @@ constexpr const char* kOcurPromptKind = "ocurWarning";
 constexpr const wchar_t* kProviderName = L"Microsoft Network Provider";
 constexpr unsigned long kAfterScanMilliseconds = 2000;
 
-TestResult mediaCenterRunning() {
-    DiagModule::warning(MediaCenterIsRunning, kSourceFile, __LINE__);
+TestResult mediaCenterRunning(Caller where = Caller::current()) {
+    DiagModule::warning(MediaCenterIsRunning, kSourceFile, lineOf(where));
     return TestResult::CANNOTRUN();
 }
 
@@ -49,7 +49,7 @@ bool confirmOcurWarning() {
 
 TestResult DigitalTVSignalTest(const mirt5::DiagDevice& device) {
     QISRTV_TRACE("DigitalTVSignalTest");
-    QISRTV_ASSERT(device.intersectCapability(mirt5::DeviceCapability::VideoCapture()));
+    QISRTV_ASSERT(device.intersectCapability(mirt5::DeviceCapability::VideoCapture()), kAssertVideoCapture);
     if (isMediaCenterRunning()) return mediaCenterRunning(); // before COM or any box
     tunekit::SmartCoInitialize com;
     if (!com.initialize()) {
@@ -80,17 +80,17 @@ TestResult ClearQAMTestWrapper(const mirt5::DiagDevice& device) {
     QISRTV_TRACE("ClearQAMTestWrapper");
     ComPtr<IGraphBuilder> graph;
     HRESULT hr = createInstance(CLSID_FilterGraph, nullptr, CLSCTX_ALL, IID_IGraphBuilder, graph.putVoid());
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     ComPtr<IBaseFilter> provider;
     provider.attach(getNetworkProvider());
-    QISRTV_ASSERT_AS(provider, "NetworkProviderFilter");
+    QISRTV_ASSERT(provider, "NetworkProviderFilter");
     hr = graph->AddFilter(provider.get(), kProviderName);
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     ComPtr<IBaseFilter> tuner, receiver;
     if (!LoadFilter(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, tuner.put(), provider.get(), true, graph.get(), device, false))
-        QISRTV_ASSERT(false);
+        QISRTV_ASSERT(false, kAssertFalse);
     if (!LoadFilter(tunekit::KSCATEGORY_BDA_RECEIVER_COMPONENT, receiver.put(), tuner.get(), true, graph.get(), device, false))
-        QISRTV_ASSERT(false);
+        QISRTV_ASSERT(false, kAssertFalse);
     return RunClearQAMTest(graph.get(), provider.get(), tuner.get(), receiver.get(), *TestingChannel,
                            ClearQAMTestHandle->localizedName());
 }

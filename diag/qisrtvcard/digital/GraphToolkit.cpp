@@ -78,8 +78,8 @@ Search connectToDownstream(IPin* output, IBaseFilter* downstream, IGraphBuilder*
 
 bool ConnectFilters(IBaseFilter* pFilterUpstream, IBaseFilter* pFilterDownstream, IGraphBuilder* graph) {
     QISRTV_TRACE("ConnectFilters");
-    QISRTV_ASSERT(pFilterUpstream);
-    QISRTV_ASSERT(pFilterDownstream);
+    QISRTV_ASSERT(pFilterUpstream, "pFilterUpstream");
+    QISRTV_ASSERT(pFilterDownstream, "pFilterDownstream");
     logStep(kEnumUpstream);
     ComPtr<IEnumPins> pins;
     HRESULT hr = pFilterUpstream->EnumPins(pins.put());
@@ -117,11 +117,11 @@ void renderOutputPins(IBaseFilter* filter, IGraphBuilder* graph, int target) {
     while (rendered < target) {
         ComPtr<IPin> pin;
         // Running out of pins before enough outputs were rendered is an impossible graph.
-        if (!pins || pins->Next(1, pin.put(), nullptr) != S_OK || !pin) QISRTV_ASSERT(false);
+        if (!pins || pins->Next(1, pin.put(), nullptr) != S_OK || !pin) QISRTV_ASSERT(false, kAssertFalse);
         PIN_DIRECTION direction = PINDIR_INPUT;
         pin->QueryDirection(&direction);
         if (direction != PINDIR_OUTPUT) continue;
-        if (FAILED(graph->Render(pin.get()))) QISRTV_ASSERT(false);
+        if (FAILED(graph->Render(pin.get()))) QISRTV_ASSERT(false, kAssertFalse);
         ++rendered;
     }
 }
@@ -137,16 +137,16 @@ void removeFilters(IGraphBuilder* graph) {
     ComPtr<IEnumFilters> filters;
     HRESULT hr = graph->EnumFilters(filters.put());
     if (!filters) hr = E_POINTER;
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     IBaseFilter* fetched[kMostFiltersRemoved] = {};
     ULONG count = 0;
     hr = filters->Next(kMostFiltersRemoved, fetched, &count);
-    QISRTV_ASSERT(SUCCEEDED( hr ));
+    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     logStep(qis::String(kFiltersToRemove).substring(count));
     // A failed removal ends the walk; the filters after it keep the references Next gave.
     for (ULONG i = 0; i < count; ++i) {
         hr = graph->RemoveFilter(fetched[i]);
-        QISRTV_ASSERT(SUCCEEDED( hr ));
+        QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
         qis::System::sleepMilliseconds(kRemovalPauseMilliseconds);
         const long references = static_cast<long>(fetched[i]->Release());
         logStep(kRemovedFilter + qis::QISValue(static_cast<unsigned long>(i)).toString() + kRefcountAfter +

@@ -50,17 +50,19 @@ constexpr TunerInputType kInputTypes[] = {TunerInputAntenna, TunerInputCable};
 
 DWORD g_ocurRotCookie = 0;
 
-void logOcur(const qis::String& text) { QISRTV_LOG(qis::LogPriority::Debug, text); }
+void logOcur(const qis::String& text, Caller where = Caller::current()) {
+    logLine(moduleLogger(), qis::LogPriority::Debug, lineOf(where), text);
+}
 
-TestResult cannotRun(const qis::String& text) {
-    logOcur(text);
-    DiagModule::warning(ErrorCreatingFilterGraph, kSourceFile, __LINE__);
+TestResult cannotRun(const qis::String& text, Caller where = Caller::current()) {
+    logOcur(text, where);
+    DiagModule::warning(ErrorCreatingFilterGraph, kSourceFile, lineOf(where));
     return TestResult::CANNOTRUN();
 }
 
-TestResult graphFailed(const qis::String& text) {
-    logOcur(text);
-    DiagModule::error(ErrorCreatingFilterGraph, kSourceFile, __LINE__);
+TestResult graphFailed(const qis::String& text, Caller where = Caller::current()) {
+    logOcur(text, where);
+    DiagModule::error(ErrorCreatingFilterGraph, kSourceFile, lineOf(where));
     return TestResult::FAIL();
 }
 

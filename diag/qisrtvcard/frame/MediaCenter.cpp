@@ -43,13 +43,13 @@ bool isMediaCenterRunning() {
     const ToolhelpApi& api = toolhelp();
     HANDLE raw = api.createSnapshot(TH32CS_SNAPPROCESS, 0);
     const HANDLE snapshot = raw == INVALID_HANDLE_VALUE ? nullptr : raw;
-    QISRTV_ASSERT(snapshot);
+    QISRTV_ASSERT(snapshot, "snapshot");
     Snapshot guard(snapshot);
 
     PROCESSENTRY32W entry{};
     entry.dwSize = sizeof(entry);
     const bool b = api.processFirst(snapshot, &entry) != FALSE;
-    QISRTV_ASSERT(b);
+    QISRTV_ASSERT(b, "b");
     do {
         if (isMediaCenterProcess(entry.szExeFile)) return true;
     } while (api.processNext(snapshot, &entry));

@@ -2,12 +2,24 @@
 // Tracing and logging shared by the whole module. Events and traces name the module's source
 // as "qisrtvcard", not the physical file, so hosts see one stable name.
 
+#include <source_location>
+
 #include "qis/Exception.h"
 #include "qis/Log.h"
 
 namespace qisrtvcard {
 
 inline constexpr const char* kSourceFile = "qisrtvcard";
+
+// Names of the checks most assertions make.
+inline constexpr const char* kAssertSucceeded = "SUCCEEDED( hr )";
+inline constexpr const char* kAssertFalse = "false";
+inline constexpr const char* kAssertVideoCapture = "device.intersectCapability(DeviceCapability::VideoCapture())";
+
+// The statement a helper works for: helpers that raise events or write log lines take it as a
+// defaulted last argument, so that what a host reads names the caller's line, not the helper's.
+using Caller = std::source_location;
+inline int lineOf(const Caller& where) { return static_cast<int>(where.line()); }
 
 // Created on first use and kept for the life of the process.
 qis::Logger* moduleLogger();
@@ -25,14 +37,9 @@ qis::Logger* traceLogger(qis::Logger* (*logger)());
 #define QISRTV_TRACE_CLEARQAM(name)                                                                                      \
     ::qis::TraceLogger qisrtvTraceScope(::qisrtvcard::traceLogger(::qisrtvcard::clearQamLogger), (name), ::qisrtvcard::kSourceFile, \
                                         __LINE__)
-// Asserts with the module's source name and the condition as written. Stringized here, not
-// in QIS_ASSERT, so that a macro such as SUCCEEDED( hr ) keeps its spelling in the message.
-// Asserts `condition` and reports it under `text`, the name the design gives the check.
-#define QISRTV_ASSERT_AS(condition, text)                                                           \
+// Asserts `condition` and reports it under `text`, the condition's name a host sees. The text is
+// always given, never stringized, so that reformatting the code cannot change what hosts read.
+#define QISRTV_ASSERT(condition, text)                                                              \
     do {                                                                                            \
         if (!(condition)) throw ::qis::AssertionFailure(::qisrtvcard::kSourceFile, __LINE__, (text)); \
-    } while (0)
-#define QISRTV_ASSERT(condition)                                                                  \
-    do {                                                                                          \
-        if (!(condition)) throw ::qis::AssertionFailure(::qisrtvcard::kSourceFile, __LINE__, #condition); \
     } while (0)

@@ -131,6 +131,7 @@ TEST_F(AnalogTVScan, AntennaInputFailureGoesOnAndCableInputFailureEndsThePass) {
     EXPECT_EQ(probe_.run([](const mirt5::DiagDevice& d) { return AnalogTVSignalTest(d); }), TestResult::PASS());
     ASSERT_THAT(probe_.eventKeys(), ElementsAre("error:ErrorCreatingFilterGraph"));
     EXPECT_EQ(probe_.reporter.events[0].variables.at("error"), "TunerInputAntenna failed.");
+    const int antennaLine = probe_.reporter.events[0].line;
 
     probe_.reporter.events.clear();
     system_.reset();
@@ -140,6 +141,7 @@ TEST_F(AnalogTVScan, AntennaInputFailureGoesOnAndCableInputFailureEndsThePass) {
     EXPECT_EQ(probe_.run([](const mirt5::DiagDevice& d) { return AnalogTVSignalTest(d); }), TestResult::NOSIGNAL());
     EXPECT_THAT(probe_.eventKeys(), ElementsAre("error:ErrorCreatingFilterGraph", "warning:ErrorNoSignalDetected"));
     EXPECT_EQ(probe_.reporter.events[0].variables.at("error"), "TunerInputCable failed.");
+    EXPECT_NE(probe_.reporter.events[0].line, antennaLine) << "each event names the statement that raised it, not a helper";
 }
 
 TEST_F(AnalogTVScan, ChannelsThatCannotBeTunedAreLoggedFromTheirOwnPositionOn) {

@@ -421,6 +421,14 @@ TEST_F(AtscTuning, ATuningStepThatFailsIsLoggedWithItsHresultAndEndsTheTuning) {
     EXPECT_FALSE(tuneToATSCChannel(&spacePointer, &tunerPointer, TunerInputCable, 22));
     EXPECT_THAT(log.lines().back(), HasSubstr("ERROR: IATSCLocator::put_PhysicalChannel failed. hr=-2147467259"));
     EXPECT_TRUE(journalArguments("*", "put_TuneRequest").empty());
+    const std::string locatorLine = log.lines().back();
+
+    testing::addFault("TuningSpace: ATSC", "CreateTuneRequest");
+    EXPECT_FALSE(tuneToATSCChannel(&spacePointer, &tunerPointer, TunerInputCable, 22));
+    const std::string requestLine = log.lines().back();
+    EXPECT_THAT(requestLine, HasSubstr("ERROR: IATSCTuningSpace::CreateTuneRequest failed. hr="));
+    // Each line starts with the number of the statement that logged it.
+    EXPECT_NE(requestLine.substr(0, requestLine.find(' ')), locatorLine.substr(0, locatorLine.find(' ')));
 }
 
 TEST_F(AtscTuning, ClearQamRequestsCarryThePictureCarrierOfTheCablePlanAt256Qam) {

@@ -60,6 +60,13 @@ std::string dvbtStickReceiving(const std::string& dvbt, const std::string& maps,
                "converters": [{"name": "MPEG-2 Video Decoder", "input": "Video/MPEG2_VIDEO", "output": "Video/YUY2"}]})";
 }
 
+// The source line a log line begins with, of the first line that contains `text`.
+std::string sourceLineOf(const std::vector<std::string>& lines, const std::string& text) {
+    for (const auto& line : lines)
+        if (line.find(text) != std::string::npos) return line.substr(0, line.find(' '));
+    return "(no line with " + text + ")";
+}
+
 class DigitalTests : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -178,6 +185,7 @@ TEST_F(AtscScan, StopsAtTheFirstChannelWithMovingPicture) {
     EXPECT_THAT(probe_->reporter.percents, ElementsAre(0, 13, 25, 38, 50, 63, 100)); // rounded share of the range
     EXPECT_THAT(probe_->eventKeys(), IsEmpty());
     EXPECT_THAT(clearQamLog(), Contains(HasSubstr("***FramesBeingRendered returned true")));
+    EXPECT_NE(sourceLineOf(clearQamLog(), "returned true"), sourceLineOf(clearQamLog(), "returned false"));
     EXPECT_THAT(journalArguments("ATSCLocator", "put_PhysicalChannel"), ElementsAre("2", "3", "4", "5", "6", "7"));
     expectOnlyTheRendererSearchLeaks();
 }
@@ -346,6 +354,8 @@ TEST_F(OcurScan, FindsTheCableChannelOnItsOwnTunerAndShowsItForTenSeconds) {
     EXPECT_THAT(progress(), ElementsAre("10", "11", "12")) << "one progress line per channel, on the antenna input";
     EXPECT_EQ(requests(), 6u) << "antenna then cable on each channel";
     EXPECT_THAT(moduleLog(), Contains(HasSubstr("Couldn't find a compatible Receiver.  Continuing as it is not always required.")));
+    EXPECT_NE(sourceLineOf(moduleLog(), "Couldn't find a compatible Receiver"), sourceLineOf(moduleLog(), "Cleaning up"))
+        << "each line names the statement that wrote it";
     EXPECT_THAT(journalArguments("FilterGraph", "AddFilter"), Contains("OCUR BDA Tuner"));
     EXPECT_GE(virtualSeconds_, 10.0);
     EXPECT_EQ(probe_->reporter.percents.back(), 100);

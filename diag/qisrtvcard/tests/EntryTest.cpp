@@ -4,6 +4,7 @@
 
 #include "ModuleTestSupport.h"
 #include "frame/Entry.h"
+#include "frame/TestEntries.h"
 #include "mirt5/DiagModule.h"
 #include "qis/ErrorStream.h"
 #include "qis/Exception.h"
@@ -48,6 +49,15 @@ TEST_F(ModuleEntry, VersionAnswersWithTheModulesVersionAndSucceeds) {
     EXPECT_EQ(version.minor, 0);
     EXPECT_EQ(version.build, "000000001");
     EXPECT_TRUE(errors_.str().empty());
+}
+
+// The five entries that need a capture device refuse any other under the one text hosts match on,
+// before they touch COM or the card.
+TEST(TestEntries, ADeviceWithoutVideoCaptureIsRefusedWithTheCapabilityCheckAsItsText) {
+    const mirt5::DiagDevice tunerOnly("Tuner only", "", mirt5::DeviceCapability::DigitalTVTuner(), {});
+    using Entry = mirt5::TestResult (*)(const mirt5::DiagDevice&);
+    for (const Entry entry : {AnalogTVSignalTest, FMRadioSignalTest, CaptureToScreenTest, CaptureToFileTest, DigitalTVSignalTest})
+        EXPECT_EQ(testing::assertionOf([&] { entry(tunerOnly); }), "device.intersectCapability(DeviceCapability::VideoCapture())");
 }
 
 } // namespace

@@ -56,7 +56,8 @@ const std::set<std::string> kDesignedAssertions = {
     "SUCCEEDED( hr )", "SUCCEEDED( hr ) && ATSCLocator", "ATSCLocator2", "ATSCTuningSpace", "TuneRequest && SUCCEEDED( hr )",
     "ATSCChannelTuneRequest", "SUCCEEDED( hr ) && BaseFilter", "NetworkProviderFilter", "false", "Tuner", "bRes", "VideoWindow",
     "VideoRenderer", "SUCCEEDED( hr ) && QualProp", "MediaControl", "SUCCEEDED( hr ) && c1 >= 0", "c2 - c1 >= 0", "TR",
-    "snapshot", "b", "g_graphManager"};
+    "snapshot", "b", "g_graphManager", "pFilterUpstream", "pFilterDownstream",
+    "device.intersectCapability(DeviceCapability::VideoCapture())"};
 
 // Calls that drivers and providers are known to answer with success and a null pointer, which
 // the module must survive. (Elsewhere that would break COM's own contract.)
