@@ -172,6 +172,7 @@ TestResult runCaptureTest(const mirt5::DiagDevice& device, const char* testName,
         DiagModule::warning(MediaCenterIsRunning, kSourceFile, __LINE__);
         return TestResult::CANNOTRUN();
     }
+    const GraphHandlesAbandonedOnReturn leftAsTheyAre;
     // The early returns leave window and COM as they are; only the graph step's path tears down.
     TestResult result = setupCaptureGraph();
     if (result != TestResult::PASS()) return result;

@@ -1,6 +1,7 @@
 // The FM radio test: FM mode, the graph running, and 0.2 MHz steps across the band until the
 // tuner reports a station.
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cwchar>
 
@@ -46,6 +47,15 @@ void reportFrequency(double frequency, double start, double end) {
     DiagModule::percentDone(std::isfinite(percent) ? static_cast<int>(std::clamp(percent, 0.0, 100.0)) : 100);
 }
 
+// The frequency in Hz as the tuner takes it; a frequency beyond a long's range is held at its
+// bounds, where no tuner has a station.
+long hertz(double megahertz) {
+    const double value = megahertz * kHzPerMHz;
+    if (!(value > static_cast<double>(LONG_MIN))) return LONG_MIN;
+    if (!(value < static_cast<double>(LONG_MAX))) return LONG_MAX;
+    return static_cast<long>(value);
+}
+
 TestResult scanBand() {
     const double start = FMRadioStartChannel->value().valueDouble();
     const double end = FMRadioEndChannel->value().valueDouble();
@@ -54,8 +64,7 @@ TestResult scanBand() {
     for (double frequency = start;;) {
         if (DiagModule::checkForStop()) return TestResult::USERABORTED();
         reportFrequency(frequency, start, end);
-        const HRESULT tuned = g_tvTuner->put_Channel(static_cast<long>(frequency * kHzPerMHz), AMTUNER_SUBCHAN_DEFAULT,
-                                                     AMTUNER_SUBCHAN_DEFAULT);
+        const HRESULT tuned = g_tvTuner->put_Channel(hertz(frequency), AMTUNER_SUBCHAN_DEFAULT, AMTUNER_SUBCHAN_DEFAULT);
         qis::System::sleepMilliseconds(kTuneMilliseconds);
         if (FAILED(tuned)) {
             tunekit::TunerLogger::logDebugMessage(kPutChannelFailed + qis::QISValue(frequency).toString());
@@ -63,8 +72,10 @@ TestResult scanBand() {
             long strength = 0;
             if (SUCCEEDED(g_tvTuner->SignalPresent(&strength)) && strength == AMTUNER_SIGNALPRESENT) return TestResult::PASS();
         }
-        frequency += kStepMHz;
-        if (!(limit > frequency)) return noSignal();
+        const double next = frequency + kStepMHz;
+        // So large a frequency that the step no longer moves it ends the band as well.
+        if (!(limit > next) || next == frequency) return noSignal();
+        frequency = next;
     }
 }
 
@@ -108,6 +119,7 @@ TestResult runFmTest() {
 TestResult FMRadioSignalTest(const mirt5::DiagDevice& device) {
     QISRTV_TRACE("FMRadioSignalTest");
     QISRTV_ASSERT(device.intersectCapability(mirt5::DeviceCapability::VideoCapture()), kAssertVideoCapture);
+    const GraphHandlesAbandonedOnReturn leftAsTheyAre;
     TestResult result = setupCaptureGraph();
     if (result != TestResult::PASS()) return result;
     result = FindCaptureDevice(device, CLSID_VideoInputDeviceCategory);

@@ -164,15 +164,13 @@ void resizeToCaptureFormat() {
     TunerLogger::logDebugMessage(kGotConfig);
     AM_MEDIA_TYPE* type = nullptr;
     hr = config->GetFormat(&type);
-    if (FAILED(hr) || !type) {
-        TunerLogger::logDebugMessage(kGetFormatFailed + tunekit::ErrorHandler::errorMessageFromHr(hr));
-        return;
-    }
-    if (type->formattype == FORMAT_VideoInfo && type->pbFormat && type->cbFormat >= sizeof(VIDEOINFOHEADER)) {
+    if (FAILED(hr)) TunerLogger::logDebugMessage(kGetFormatFailed + tunekit::ErrorHandler::errorMessageFromHr(hr));
+    // Without a format the window keeps its size, but the renderer is fitted all the same.
+    if (SUCCEEDED(hr) && type && type->formattype == FORMAT_VideoInfo && type->pbFormat && type->cbFormat >= sizeof(VIDEOINFOHEADER)) {
         const auto* header = reinterpret_cast<const VIDEOINFOHEADER*>(type->pbFormat);
         resizeWindowToFitClient(header->bmiHeader.biWidth, std::labs(header->bmiHeader.biHeight));
     }
-    DeleteMediaType(type);
+    if (SUCCEEDED(hr) && type) DeleteMediaType(type);
     if (g_videoWindow) fitRendererToClient();
 }
 
@@ -294,6 +292,7 @@ TestResult AnalogTVSignalTest(const mirt5::DiagDevice& device) {
         DiagModule::warning(MediaCenterIsRunning, kSourceFile, __LINE__);
         return TestResult::CANNOTRUN();
     }
+    const GraphHandlesAbandonedOnReturn leftAsTheyAre;
     // The early returns skip the clean-up below, CoUninitialize included.
     TestResult result = setupCaptureGraph();
     if (result != TestResult::PASS()) return result;

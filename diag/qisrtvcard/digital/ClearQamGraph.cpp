@@ -61,12 +61,13 @@ bool FramesBeingRendered(IQualProp* qualProp) {
     qis::System::sleepMilliseconds(kFirstLookMilliseconds);
     int c2 = 0;
     qualProp->get_FramesDrawn(&c2);
-    QISRTV_ASSERT(c2 - c1 >= 0, "c2 - c1 >= 0");
+    // In 64 bits: a renderer reporting a very negative count must not overflow the difference.
+    QISRTV_ASSERT(static_cast<long long>(c2) - c1 >= 0, "c2 - c1 >= 0");
     if (c2 == c1) return false;
     qis::System::sleepMilliseconds(g_firstFramesCheck ? kFirstConfirmMilliseconds : kConfirmMilliseconds);
     g_firstFramesCheck = false;
     qualProp->get_FramesDrawn(&c2);
-    return c2 - c1 >= kFramesForPicture;
+    return static_cast<long long>(c2) - c1 >= kFramesForPicture;
 }
 
 } // namespace qisrtvcard

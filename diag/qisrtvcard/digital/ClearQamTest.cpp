@@ -78,10 +78,9 @@ TestResult completeGraph(const ScanStyle& style, IGraphBuilder* graph, IBaseFilt
         if (style.atsc) logScan(kNoTuningSpace);
         return TestResult::CANNOTRUN();
     }
-    HRESULT hr = g_clearQamResult = createInstance(CLSID_MPEG2Demultiplexer, nullptr, CLSCTX_ALL, IID_IBaseFilter,
-                                                   scan.demultiplexer.putVoid());
-    if (style.atsc && SUCCEEDED(hr) && !scan.demultiplexer) hr = E_POINTER;
-    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
+    g_clearQamResult = createInstance(CLSID_MPEG2Demultiplexer, nullptr, CLSCTX_ALL, IID_IBaseFilter, scan.demultiplexer.putVoid());
+    if (style.atsc && SUCCEEDED(g_clearQamResult) && !scan.demultiplexer) g_clearQamResult = E_POINTER;
+    QISRTV_ASSERT(SUCCEEDED(g_clearQamResult), kAssertSucceeded);
     g_clearQamResult = graph->AddFilter(scan.demultiplexer.get(), kDemultiplexerName);
     const bool connected = ConnectFilters(receiver, scan.demultiplexer.get(), graph);
     QISRTV_ASSERT(connected, "bRes");
@@ -92,19 +91,19 @@ TestResult completeGraph(const ScanStyle& style, IGraphBuilder* graph, IBaseFilt
     g_clearQamResult = graph->QueryInterface(IID_IVideoWindow, scan.videoWindow.putVoid());
     QISRTV_ASSERT(scan.videoWindow, "VideoWindow");
     const tunekit::Bstr caption(windowCaption.wide().c_str());
-    scan.videoWindow->put_Caption(caption.get());
+    g_clearQamResult = scan.videoWindow->put_Caption(caption.get());
     scan.renderer.attach(FindFromName(kRendererName, graph));
     QISRTV_ASSERT(scan.renderer, "VideoRenderer");
-    hr = g_clearQamResult = scan.renderer->QueryInterface(IID_IQualProp, scan.qualProp.putVoid());
-    QISRTV_ASSERT(SUCCEEDED(hr) && scan.qualProp, "SUCCEEDED( hr ) && QualProp");
+    g_clearQamResult = scan.renderer->QueryInterface(IID_IQualProp, scan.qualProp.putVoid());
+    QISRTV_ASSERT(SUCCEEDED(g_clearQamResult) && scan.qualProp, "SUCCEEDED( hr ) && QualProp");
     g_clearQamResult = graph->QueryInterface(IID_IMediaControl, scan.mediaControl.putVoid());
     QISRTV_ASSERT(scan.mediaControl, "MediaControl");
-    hr = g_clearQamResult = scan.mediaControl->Run();
-    if (!style.atsc && FAILED(hr)) {
+    g_clearQamResult = scan.mediaControl->Run();
+    if (!style.atsc && FAILED(g_clearQamResult)) {
         logScan(kRunFailed);
         return TestResult::CANNOTRUN();
     }
-    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
+    QISRTV_ASSERT(SUCCEEDED(g_clearQamResult), kAssertSucceeded);
     qis::System::sleepMilliseconds(kStartedMilliseconds);
     return TestResult::NOSIGNAL();
 }
@@ -119,13 +118,13 @@ TestResult tryRequest(const ScanStyle& style, ScanGraph& scan, ITuneRequest* req
         logScan(kNoTuneRequest);
         return TestResult::CANNOTRUN();
     }
-    HRESULT hr = g_clearQamResult = scan.mediaControl->Pause();
-    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
+    g_clearQamResult = scan.mediaControl->Pause();
+    QISRTV_ASSERT(SUCCEEDED(g_clearQamResult), kAssertSucceeded);
     qis::System::sleepMilliseconds(kPauseMilliseconds);
-    hr = g_clearQamResult = scan.mediaControl->Run();
-    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
-    hr = g_clearQamResult = scan.tuner->put_TuneRequest(tuneRequest.get());
-    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
+    g_clearQamResult = scan.mediaControl->Run();
+    QISRTV_ASSERT(SUCCEEDED(g_clearQamResult), kAssertSucceeded);
+    g_clearQamResult = scan.tuner->put_TuneRequest(tuneRequest.get());
+    QISRTV_ASSERT(SUCCEEDED(g_clearQamResult), kAssertSucceeded);
     if (FramesBeingRendered(scan.qualProp.get())) {
         if (style.atsc) logScan(kFramesTrue);
         qis::System::sleepMilliseconds(kPictureMilliseconds);
@@ -149,21 +148,23 @@ int roundedPercent(double done, double span) {
 }
 
 TestResult scanAtscChannels(ScanGraph& scan, mirt5::LocalizedString& testingChannel, long start, long end) {
-    long channel = start;
-    do { // a reversed range still tries its first channel
-        DiagModule::percentDone(roundedPercent(channel - start, end - start + 1.0));
-        reportChannel(testingChannel, L"%d", channel);
+    // A reversed range still tries its first channel; the test before the step keeps a range
+    // that ends at the type's top from stepping past it.
+    for (long channel = start;; ++channel) {
+        const double done = static_cast<double>(channel) - static_cast<double>(start);
+        DiagModule::percentDone(roundedPercent(done, static_cast<double>(end) - static_cast<double>(start) + 1.0));
+        reportChannel(testingChannel, L"%ld", channel);
         const TestResult result = tryRequest(kAtscScan, scan, createTuneRequest(scan.tuningSpace.get(), channel));
         if (result != TestResult::NOSIGNAL()) return result;
-    } while (++channel <= end);
-    return TestResult::NOSIGNAL();
+        if (channel >= end) return TestResult::NOSIGNAL();
+    }
 }
 
 TestResult finishScan(ScanGraph& scan, TestResult result) {
     DiagModule::percentDone(100);
     scan.qualProp.reset();
-    const HRESULT hr = g_clearQamResult = scan.mediaControl->Stop();
-    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
+    g_clearQamResult = scan.mediaControl->Stop();
+    QISRTV_ASSERT(SUCCEEDED(g_clearQamResult), kAssertSucceeded);
     qis::System::sleepMilliseconds(kStoppedMilliseconds);
     return result;
 }
@@ -183,9 +184,9 @@ TestResult RunATSCTest(IGraphBuilder* graph, IBaseFilter* networkProvider, IBase
         result = scanAtscChannels(scan, testingChannel, start, end);
         logScan(kEndOfLoop);
         if (result != TestResult::NOSIGNAL() || !firstPass) break;
-        scan.videoWindow->put_Visible(OAFALSE);
+        g_clearQamResult = scan.videoWindow->put_Visible(OAFALSE);
         const int answer = RetryDigitalTestDlg();
-        scan.videoWindow->put_Visible(OATRUE);
+        g_clearQamResult = scan.videoWindow->put_Visible(OATRUE);
         if (answer == RetryAnswerAborted) result = TestResult::USERABORTED();
         if (answer != RetryAnswerRetry) break;
         DiagModule::resetPercentDone();
@@ -202,7 +203,7 @@ TestResult RunClearQAMTest(IGraphBuilder* graph, IBaseFilter* networkProvider, I
     if (result != TestResult::NOSIGNAL()) return result;
     for (long channel = kFirstQamChannel, program = 1; channel <= kLastQamChannel;) {
         DiagModule::percentDone(roundedPercent(channel - kFirstQamChannel, kQamChannelSpan));
-        reportChannel(testingChannel, L"%d-%d", channel, program);
+        reportChannel(testingChannel, L"%ld-%ld", channel, program);
         result = tryRequest(kClearQamScan, scan, createTuneRequest(scan.tuningSpace.get(), channel, program));
         if (result != TestResult::NOSIGNAL()) break;
         if (++program > kProgramsPerChannel) {
@@ -217,16 +218,16 @@ TestResult RunClearQAMTest(IGraphBuilder* graph, IBaseFilter* networkProvider, I
 TestResult ATSCTestWrapper(const mirt5::DiagDevice& device) {
     QISRTV_TRACE("ATSCTestWrapper");
     ComPtr<IGraphBuilder> graph;
-    HRESULT hr = createInstance(CLSID_FilterGraph, nullptr, CLSCTX_ALL, IID_IGraphBuilder, graph.putVoid());
-    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
+    g_clearQamResult = createInstance(CLSID_FilterGraph, nullptr, CLSCTX_ALL, IID_IGraphBuilder, graph.putVoid());
+    QISRTV_ASSERT(SUCCEEDED(g_clearQamResult), kAssertSucceeded);
     ComPtr<IBaseFilter> provider;
     provider.attach(getNetworkProvider());
     if (!provider) {
         logStep(kNoProvider);
         return TestResult::CANNOTRUN();
     }
-    hr = graph->AddFilter(provider.get(), kProviderName);
-    QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
+    g_clearQamResult = graph->AddFilter(provider.get(), kProviderName);
+    QISRTV_ASSERT(SUCCEEDED(g_clearQamResult), kAssertSucceeded);
     ComPtr<IBaseFilter> tuner, receiver;
     if (!LoadFilter(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, tuner.put(), provider.get(), true, graph.get(), device, false)) {
         logStep(kNoTuner);

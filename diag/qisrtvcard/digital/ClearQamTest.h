@@ -1,6 +1,7 @@
 #pragma once
-// The ATSC and Clear QAM scans and the graph and tuning helpers they share. Every COM call here
-// leaves its HRESULT in g_clearQamResult, which the scans read.
+// The ATSC and Clear QAM scans and the graph and tuning helpers they share. Every COM call of
+// the scans, their tuning requests, FindFromName and FramesBeingRendered leaves its HRESULT in
+// g_clearQamResult; the scans judge their own calls by it.
 
 #include <cstdint>
 

@@ -120,7 +120,9 @@ TestResult buildGraph(const mirt5::DiagDevice& device, OcurGraph& g) {
 
 // One pass over the channel range; `done` is set when the scan must not go on.
 TestResult scanChannels(OcurGraph& g, std::uint32_t start, std::uint32_t end, bool& done) {
-    for (std::uint32_t channel = start; start <= end && channel <= end; ++channel) {
+    // Counted in 64 bits, so that a range ending at the type's top ends instead of wrapping round.
+    for (std::uint64_t next = start; start <= end && next <= end; ++next) {
+        const auto channel = static_cast<std::uint32_t>(next);
         for (const TunerInputType inputType : kInputTypes) {
             logOcur(kInputType + qis::QISValue(static_cast<long>(inputType)).toString());
             TestingChannel->setVariable("channel", qis::QISValue(static_cast<unsigned long>(channel)));

@@ -1,5 +1,6 @@
 #include "digital/SignalDetection.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <vector>
@@ -52,11 +53,13 @@ constexpr unsigned long kGrabberPollMilliseconds = 50;
 constexpr long kPacketSize = 188;
 constexpr long kNoStream = -1;
 constexpr long kGrabberUnreadable = -2;
+// More than any transport stream sample a grabber holds: a larger size is a misreport.
+constexpr long kMostSampleBytes = 64L * 1024 * 1024;
 
 bool minorChannelLocked(ITuner* tuner) {
     TunerLogger::logDebugMessage(kMinorChannelMethod);
     ComPtr<ITuneRequest> request;
-    if (FAILED(tuner->get_TuneRequest(request.put())) || !request) return false;
+    if (!tuner || FAILED(tuner->get_TuneRequest(request.put())) || !request) return false;
     ComPtr<IATSCChannelTuneRequest> atscRequest;
     // Only an ATSC channel request says which program the provider locked onto.
     if (FAILED(request.as(atscRequest)) || !atscRequest) return false;
@@ -111,12 +114,18 @@ long grabberFailure(const char* text, HRESULT hr) {
 }
 
 long readQuality(ISampleGrabber* grabber, long size) {
+    if (size > kMostSampleBytes) return grabberFailure(kNoBuffer, E_OUTOFMEMORY);
     // Room for `size` 32-bit words, of which the first `size` bytes are zeroed.
     std::vector<std::uint32_t> words(static_cast<std::size_t>(size));
     auto* bytes = reinterpret_cast<unsigned char*>(words.data());
     std::memset(bytes, 0, static_cast<std::size_t>(size));
-    const HRESULT hr = grabber->GetCurrentBuffer(&size, reinterpret_cast<long*>(words.data()));
+    const long allocatedBytes = size * static_cast<long>(sizeof(std::uint32_t));
+    HRESULT hr = grabber->GetCurrentBuffer(&size, reinterpret_cast<long*>(words.data()));
+    // A grabber that claims a negative copy is as unreadable as one that fails; one that claims
+    // more than the buffer holds is read no further than the buffer.
+    if (SUCCEEDED(hr) && size < 0) hr = E_UNEXPECTED;
     if (FAILED(hr)) return grabberFailure(kNoBuffer, hr);
+    size = std::min(size, allocatedBytes);
     TunerLogger::logDebugMessage(kGotData + qis::QISValue(size).toString());
     const auto quality = static_cast<long>(tunekit::Mpeg2StreamAnalyzer::signalQuality(bytes, static_cast<unsigned long>(size)));
     TunerLogger::logDebugMessage(kQuality + qis::QISValue(quality).toString());
@@ -129,7 +138,7 @@ bool isSignalPresent(bool allowMinorChannelTechnique, ITuner* tuner, IBaseFilter
     QISRTV_TRACE("isSignalPresent");
     if (allowMinorChannelTechnique && UseMinorChannelTechnique->value().valueBool()) return minorChannelLocked(tuner);
     ComPtr<IBDA_SignalStatistics> statistics;
-    if (FAILED(tunerFilter->QueryInterface(IID_IBDA_SignalStatistics, statistics.putVoid())) || !statistics) {
+    if (!tunerFilter || FAILED(tunerFilter->QueryInterface(IID_IBDA_SignalStatistics, statistics.putVoid())) || !statistics) {
         TunerLogger::logDebugMessage(kNoStatistics);
         TunerLogger::logDebugMessage(kTopologyMethod);
         return getSignalStrength(tunerFilter);
@@ -168,7 +177,7 @@ bool getSignalStrength(IBaseFilter* tunerFilter) {
 long getStreamSignalQuality(IBaseFilter* sampleGrabberFilter) {
     QISRTV_TRACE("getStreamSignalQuality");
     ComPtr<ISampleGrabber> grabber;
-    const HRESULT hr = sampleGrabberFilter->QueryInterface(IID_ISampleGrabber, grabber.putVoid());
+    const HRESULT hr = sampleGrabberFilter ? sampleGrabberFilter->QueryInterface(IID_ISampleGrabber, grabber.putVoid()) : E_POINTER;
     if (FAILED(hr) || !grabber) {
         TunerLogger::logDebugMessage(kNoGrabber + hrText(FAILED(hr) ? hr : E_NOINTERFACE));
         return kGrabberUnreadable;

@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "Requirement.h"
+
 #include "ModuleTestSupport.h"
 #include "analog/AnalogPlumbing.h"
 #include "analog/GraphHandles.h"
@@ -199,7 +201,7 @@ using testing::haveDisplay;
 class VideoWindowSetup : public ::testing::Test {
 protected:
     void SetUp() override {
-        if (!haveDisplay()) GTEST_SKIP() << "no display (run under xvfb-run)";
+        QIS_REQUIRE(haveDisplay(), "a display (run under xvfb-run)");
     }
     // Runs `body` after the graph and the window are set up, then tears both down.
     TestResult withWindow(const std::function<void()>& body, const char* className = "VideoWindowTest") {

@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "Requirement.h"
+
 #include <atomic>
 #include <chrono>
 #include <cstring>
@@ -301,7 +303,7 @@ class CountryDialogShown : public ::testing::Test {
 protected:
     static void SetUpTestSuite() { testing::initialiseCatalogue(); }
     void SetUp() override {
-        if (!haveDisplay()) GTEST_SKIP() << "no display (run under xvfb-run)";
+        QIS_REQUIRE(haveDisplay(), "a display (run under xvfb-run)");
         supportedCountryCodes().clear();
     }
     void TearDown() override {

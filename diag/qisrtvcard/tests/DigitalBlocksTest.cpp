@@ -1,4 +1,7 @@
 // Filter loading, signal detection and ATSC tuning on the virtual digital card.
+#include <climits>
+#include <cstring>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -358,6 +361,100 @@ TEST_F(StreamQuality, TheRendererCheckWaitsLongestTheFirstTimeInTheProcess) {
     const double started = seconds();
     EXPECT_TRUE(FramesBeingRendered(quality.get()));
     EXPECT_NEAR(seconds() - started, 5.0, 0.01) << "2.5 s to see frames, 2.5 s more to be sure";
+}
+
+// A sample grabber filter that reports whatever sizes it is told, and a renderer whose frame
+// counter reads as scripted: the misbehaving drivers no virtual card plays.
+class ScriptedDriver final : public IBaseFilter, public ISampleGrabber, public IQualProp {
+public:
+    std::vector<long> sizes;  // what each GetCurrentBuffer reports, in order
+    std::vector<int> counts;  // what each get_FramesDrawn reports, in order
+    std::size_t sizeCalls = 0, countCalls = 0;
+
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
+        if (iid == IID_ISampleGrabber) *out = static_cast<ISampleGrabber*>(this);
+        else if (iid == IID_IQualProp) *out = static_cast<IQualProp*>(this);
+        else if (iid == IID_IUnknown || iid == IID_IBaseFilter) *out = static_cast<IBaseFilter*>(this);
+        else *out = nullptr;
+        return *out ? S_OK : E_NOINTERFACE;
+    }
+    STDMETHODIMP_(ULONG) AddRef() override { return 2; }
+    STDMETHODIMP_(ULONG) Release() override { return 1; }
+    STDMETHODIMP GetCurrentBuffer(long* size, long* buffer) override {
+        if (buffer) std::memset(buffer, 0x47, static_cast<std::size_t>(*size)); // no more than it was given
+        *size = sizes.at(sizeCalls++);
+        return S_OK;
+    }
+    STDMETHODIMP get_FramesDrawn(int* count) override {
+        *count = counts.at(countCalls++);
+        return S_OK;
+    }
+    // Nothing else is called.
+    STDMETHODIMP GetClassID(CLSID*) override { return E_NOTIMPL; }
+    STDMETHODIMP Stop() override { return E_NOTIMPL; }
+    STDMETHODIMP Pause() override { return E_NOTIMPL; }
+    STDMETHODIMP Run(REFERENCE_TIME) override { return E_NOTIMPL; }
+    STDMETHODIMP GetState(DWORD, FILTER_STATE*) override { return E_NOTIMPL; }
+    STDMETHODIMP SetSyncSource(IReferenceClock*) override { return E_NOTIMPL; }
+    STDMETHODIMP GetSyncSource(IReferenceClock**) override { return E_NOTIMPL; }
+    STDMETHODIMP EnumPins(IEnumPins**) override { return E_NOTIMPL; }
+    STDMETHODIMP FindPin(LPCWSTR, IPin**) override { return E_NOTIMPL; }
+    STDMETHODIMP QueryFilterInfo(FILTER_INFO*) override { return E_NOTIMPL; }
+    STDMETHODIMP JoinFilterGraph(IFilterGraph*, LPCWSTR) override { return E_NOTIMPL; }
+    STDMETHODIMP QueryVendorInfo(LPWSTR*) override { return E_NOTIMPL; }
+    STDMETHODIMP SetOneShot(BOOL) override { return S_OK; }
+    STDMETHODIMP SetMediaType(const AM_MEDIA_TYPE*) override { return E_NOTIMPL; }
+    STDMETHODIMP GetConnectedMediaType(AM_MEDIA_TYPE*) override { return E_NOTIMPL; }
+    STDMETHODIMP SetBufferSamples(BOOL) override { return S_OK; }
+    STDMETHODIMP GetCurrentSample(IMediaSample**) override { return E_NOTIMPL; }
+    STDMETHODIMP SetCallback(ISampleGrabberCB*, long) override { return E_NOTIMPL; }
+    STDMETHODIMP get_FramesDroppedInRenderer(int*) override { return E_NOTIMPL; }
+    STDMETHODIMP get_AvgFrameRate(int*) override { return E_NOTIMPL; }
+    STDMETHODIMP get_Jitter(int*) override { return E_NOTIMPL; }
+    STDMETHODIMP get_AvgSyncOffset(int*) override { return E_NOTIMPL; }
+    STDMETHODIMP get_DevSyncOffset(int*) override { return E_NOTIMPL; }
+};
+
+struct GrabberCase {
+    const char* what;
+    std::vector<long> sizes;
+    long quality;          // what getStreamSignalQuality returns; 0: any quality of a read
+    const char* logLine;   // the line that says so
+};
+
+class MisreportingGrabber : public DigitalGraph, public ::testing::WithParamInterface<GrabberCase> {};
+
+TEST_P(MisreportingGrabber, ReadsNoFurtherThanItsBufferAndNeverThrows) {
+    system_ = std::make_unique<testing::SimulatedSystem>("atsc"); // the virtual clock for the polls
+    ScriptedDriver grabber;
+    grabber.sizes = GetParam().sizes;
+    testing::LogLines log;
+    long quality = -3;
+    EXPECT_NO_THROW(quality = getStreamSignalQuality(&grabber));
+    if (GetParam().quality) EXPECT_EQ(quality, GetParam().quality);
+    else EXPECT_GE(quality, 0);
+    EXPECT_THAT(log.lines(), Contains(HasSubstr(GetParam().logLine)));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Sizes, MisreportingGrabber,
+    ::testing::Values(GrabberCase{"more copied than the buffer holds", {188, 1 << 30}, 0, "Got Data bufferSize: 752"},
+                      GrabberCase{"a negative copy", {188, -5}, -2, "Failed to get the sample grabber current buffer "},
+                      GrabberCase{"a sample larger than any stream sample", {0x7fffffff}, -2, "Failed to get the sample grabber current buffer "}),
+    [](const ::testing::TestParamInfo<GrabberCase>& info) { return "case" + std::to_string(info.index); });
+
+TEST(SignalDetectionWithoutAFilter, ANullFilterIsNoSignalAndNoGrabber) {
+    testing::LogLines log;
+    EXPECT_EQ(getStreamSignalQuality(nullptr), -2);
+    EXPECT_FALSE(isSignalPresent(false, nullptr, nullptr));
+    EXPECT_FALSE(getSignalStrength(nullptr));
+}
+
+TEST(RendererCheck, AVeryNegativeCountIsTheDifferenceAssertionNotAnOverflow) {
+    ScriptedDriver renderer;
+    renderer.counts = {5, INT_MIN};
+    testing::SimulatedSystem system("atsc");
+    EXPECT_EQ(testing::assertionOf([&] { FramesBeingRendered(&renderer); }), "c2 - c1 >= 0");
 }
 
 // ---- ATSC tuning -----------------------------------------------------------------------------

@@ -11,6 +11,7 @@ namespace qisrtvcard {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::StartsWith;
 using mirt5::TestResult;
 
 std::string radio(const std::string& tuner, const std::string& extra = "") {
@@ -34,12 +35,11 @@ protected:
         return probe_.run([](const mirt5::DiagDevice& d) { return FMRadioSignalTest(d); });
     }
     std::size_t tunings() const { return tvsim::Simulation::current().journal().count("Radio Capture", "put_Channel"); }
-    // The tuner and capture filter handles are kept after the test on purpose; drop them to see
-    // that nothing else is left.
-    void expectNothingLeft() {
-        g_tvTuner.reset();
-        g_captureFilter.reset();
-        EXPECT_EQ(system_->liveObjects(), "");
+    // The test keeps its tuner handle when it returns, and the capture filter's too where the
+    // test never hands it to the graph or fails early: the card's capture filter, which is its
+    // tuner, stays with one reference per kept handle, and nothing else does.
+    void expectOnlyTheCardKept(int references = 2) {
+        EXPECT_EQ(system_->liveObjects(), "Radio Capture (" + std::to_string(references) + ")\n");
     }
 
     std::unique_ptr<testing::SimulatedSystem> system_;
@@ -54,7 +54,7 @@ TEST_F(FMRadioScan, TheWholeBandIsTriedInTenthMegahertzStepsOfTwo) {
     EXPECT_EQ(probe_.reporter.percents.front(), 0);
     EXPECT_EQ(probe_.reporter.percents.back(), 100);
     EXPECT_THAT(probe_.eventKeys(), ElementsAre("warning:ErrorNoSignal"));
-    expectNothingLeft();
+    expectOnlyTheCardKept();
 }
 
 TEST_F(FMRadioScan, StopsAtTheFirstStationOnItsStepsAndMissesOnesBetweenThem) {
@@ -70,6 +70,18 @@ TEST_F(FMRadioScan, EqualBoundsTryOneFrequencyAndAReversedBandTunesNothing) {
     for (int percent : probe_.reporter.percents) EXPECT_TRUE(percent >= 0 && percent <= 100) << percent;
     EXPECT_EQ(run(radio(""), "100.0", "90.0"), TestResult::NOSIGNAL());
     EXPECT_EQ(tunings(), 0u);
+}
+
+// Bands at the edges of the types: Hz beyond a long's range, and frequencies so large that a
+// 0.2 MHz step no longer changes them.
+TEST_F(FMRadioScan, BandsAtTheEdgesOfTheTypesEndAndTuneWithinALong) {
+    EXPECT_EQ(run(radio(""), "3000.0", "3000.2"), TestResult::NOSIGNAL());
+    EXPECT_THAT(testing::journalArguments("Radio Capture", "put_Channel"),
+                ElementsAre(StartsWith("2147483647, -1, -1"), StartsWith("2147483647, -1, -1")));
+    EXPECT_EQ(run(radio(""), "-3000.0", "-3000.0"), TestResult::NOSIGNAL());
+    EXPECT_THAT(testing::journalArguments("Radio Capture", "put_Channel"), ElementsAre(StartsWith("-2147483648, -1, -1")));
+    EXPECT_EQ(run(radio(""), "100000000000000000.0", "200000000000000000.0"), TestResult::NOSIGNAL());
+    EXPECT_EQ(tunings(), 1u);
 }
 
 TEST_F(FMRadioScan, RefusedFrequenciesAreLoggedAndSkipped) {
@@ -99,7 +111,7 @@ TEST_F(FMRadioScan, ModeAndRunFailuresFailTheTest) {
               TestResult::FAIL());
     ASSERT_THAT(probe_.eventKeys(), ElementsAre("error:ErrorCreatingFilterGraph"));
     EXPECT_EQ(probe_.reporter.events[0].variables.at("error"), "The filter graph could not be started.");
-    expectNothingLeft();
+    expectOnlyTheCardKept();
 }
 
 TEST_F(FMRadioScan, MediaCenterDoesNotStopTheRadioTest) {

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "Requirement.h"
+
 #include "ModuleTestSupport.h"
 #include "analog/AnalogPlumbing.h"
 #include "analog/CountryDialog.h"
@@ -72,9 +74,7 @@ Seen runCase(const RunCase& c, const std::vector<qis::String>& moreAnswers, int 
     seen.result = probe.run(c.entry);
     seen.prompts = prompts;
     seen.tuneRequests = testing::journalArguments("*", "put_TuneRequest").size() + testing::journalArguments("*", "put_Channel").size();
-    closeInterfaces(); // a process runs one test; its end releases what the analog tests keep
-    g_tvTuner.reset();
-    g_captureFilter.reset();
+    releaseAbandonedGraphHandles(); // a process runs one test; its end releases what the analog tests keep
     if (g_hwndVideo) DestroyWindow(std::exchange(g_hwndVideo, nullptr));
     return seen;
 }
@@ -92,7 +92,7 @@ const RunCase kScans[] = {
 class StopEverywhere : public ::testing::TestWithParam<RunCase> {
 protected:
     void SetUp() override {
-        if (!testing::haveDisplay()) GTEST_SKIP() << "no display (run under xvfb-run)";
+        QIS_REQUIRE(testing::haveDisplay(), "a display (run under xvfb-run)");
         testing::initialiseCatalogue();
     }
 };
@@ -136,7 +136,7 @@ INSTANTIATE_TEST_SUITE_P(Scans, StopEverywhere, ::testing::ValuesIn(kScans), [](
 class PromptMatrix : public ::testing::TestWithParam<RunCase> {
 protected:
     void SetUp() override {
-        if (!testing::haveDisplay()) GTEST_SKIP() << "no display (run under xvfb-run)";
+        QIS_REQUIRE(testing::haveDisplay(), "a display (run under xvfb-run)");
         testing::initialiseCatalogue();
     }
 };

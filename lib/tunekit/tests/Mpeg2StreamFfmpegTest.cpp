@@ -1,6 +1,8 @@
 // The analyzer on transport streams from a real multiplexer (ffmpeg), clean and damaged the
 // ways a weak signal damages them.
 #include <gtest/gtest.h>
+
+#include "Requirement.h"
 #include "tunekit/Mpeg2StreamAnalyzer.h"
 
 #include <cstdio>
@@ -63,8 +65,7 @@ protected:
     }
 
     void SetUp() override {
-        if (programme_.empty())
-            GTEST_SKIP() << "ffmpeg could not be run here (Debian: apt-get install ffmpeg), so no real stream was made";
+        QIS_REQUIRE(!programme_.empty(), "ffmpeg (Debian: apt-get install ffmpeg), which makes the real streams,");
         ASSERT_EQ(programme_.size() % kPacket, 0u);
         ASSERT_GT(programme_.size() / kPacket, 500u);
     }

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "Requirement.h"
+
 #include <cstdlib>
 
 #include "SimTestSupport.h"
@@ -171,7 +173,7 @@ TEST_F(RendererTest, WithoutAnOwnerTheWindowSettingsAreKeptForLater) {
 
 TEST_F(RendererTest, RunningWithoutAnOwnerShowsATopLevelWindowUnderTheCaption) {
     connect();
-    if (!makeOwner()) GTEST_SKIP() << "no display";
+    QIS_REQUIRE(makeOwner(), "a display (run under xvfb-run)");
     BSTR caption = SysAllocString(L"Renderer's own window");
     EXPECT_EQ(window->put_Caption(caption), S_OK);
     SysFreeString(caption);
@@ -253,7 +255,7 @@ TEST_F(RendererTest, TheFrameRateIsTheConnectionsAndTheAverageIsInHundredths) {
 
 TEST_F(RendererTest, AnOwnedWindowIsARealVisibleChildOfTheSizeAsked) {
     connect();
-    if (!makeOwner()) GTEST_SKIP() << "no display";
+    QIS_REQUIRE(makeOwner(), "a display (run under xvfb-run)");
     const HWND child = attachToOwner(320, 240);
     ASSERT_TRUE(child);
     EXPECT_EQ(GetParent(child), owner);
@@ -291,7 +293,7 @@ TEST_F(RendererTest, AnOwnerThatIsNoWindowIsRefusedWithoutACrash) {
 
 TEST_F(RendererTest, ReleasingTheRendererTakesItsWindowAlong) {
     connect();
-    if (!makeOwner()) GTEST_SKIP() << "no display";
+    QIS_REQUIRE(makeOwner(), "a display (run under xvfb-run)");
     const HWND child = attachToOwner(320, 240);
     ASSERT_TRUE(IsWindow(child));
     releaseAll();
@@ -300,7 +302,7 @@ TEST_F(RendererTest, ReleasingTheRendererTakesItsWindowAlong) {
 
 TEST_F(RendererTest, DestroyingTheOwnerFirstLeavesTheRendererUsable) {
     connect();
-    if (!makeOwner()) GTEST_SKIP() << "no display";
+    QIS_REQUIRE(makeOwner(), "a display (run under xvfb-run)");
     ASSERT_TRUE(attachToOwner(320, 240));
     DestroyWindow(owner);
     owner = nullptr;
@@ -311,7 +313,7 @@ TEST_F(RendererTest, DestroyingTheOwnerFirstLeavesTheRendererUsable) {
 
 TEST_F(RendererTest, TheWindowShowsBarsWithAPictureGreyWithoutAndBlackWhenStopped) {
     connect();
-    if (!makeOwner()) GTEST_SKIP() << "no display";
+    QIS_REQUIRE(makeOwner(), "a display (run under xvfb-run)");
     const HWND child = attachToOwner(350, 240);
     ASSERT_TRUE(child);
     ASSERT_EQ(renderer->Run(0), S_OK);
