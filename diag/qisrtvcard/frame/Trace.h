@@ -2,7 +2,10 @@
 // Tracing and logging shared by the whole module. Events and traces name the module's source
 // as "qisrtvcard", not the physical file, so hosts see one stable name.
 
+#include <version>
+#if defined(__cpp_lib_source_location)
 #include <source_location>
+#endif
 
 #include "qis/Exception.h"
 #include "qis/Log.h"
@@ -18,8 +21,18 @@ inline constexpr const char* kAssertVideoCapture = "device.intersectCapability(D
 
 // The statement a helper works for: helpers that raise events or write log lines take it as a
 // defaulted last argument, so that what a host reads names the caller's line, not the helper's.
+#if defined(__cpp_lib_source_location)
 using Caller = std::source_location;
 inline int lineOf(const Caller& where) { return static_cast<int>(where.line()); }
+#else
+// A standard library without std::source_location (clang 14 on libstdc++ 12): the compiler's
+// builtin, which as a default argument also names the caller.
+struct Caller {
+    int line = 0;
+    static constexpr Caller current(int line = __builtin_LINE()) { return Caller{line}; }
+};
+inline int lineOf(const Caller& where) { return where.line; }
+#endif
 
 // Created on first use and kept for the life of the process.
 qis::Logger* moduleLogger();
