@@ -233,6 +233,42 @@ TEST_F(AnalogTVScan, OnlyTheStreamFormResizesTheWindowToTheCaptureFormat) {
     expectOnlyTheCardKept();
 }
 
+// A capture format that cannot be read still leaves the renderer fitted to the window, and an
+// empty one that the driver reports as success is not logged as a failure.
+TEST_F(AnalogTVScan, AnUnreadableCaptureFormatStillFitsTheRenderer) {
+    qis::LogFactory::setPriority(qis::LogPriority::Debug);
+    const std::string crossbar = R"("crossbar": {"outputs": ["Video_VideoDecoder"], "inputs": [{"physicalType": "Video_Tuner", "routesTo": [0]}]})";
+    for (const tvsim::FaultKind kind : {tvsim::FaultKind::Fail, tvsim::FaultKind::NullResult}) {
+        SCOPED_TRACE(kind == tvsim::FaultKind::Fail ? "failed" : "empty");
+        system_.reset();
+        system_ = std::make_unique<testing::SimulatedSystem>(card(kSignalOn5, "", crossbar, R"(["Video", "Stream"])"));
+        auto& faults = tvsim::Simulation::current().faults();
+        addFault("CaptureGraphBuilder2", "RenderStream", 1); // interleaved
+        addFault("CaptureGraphBuilder2", "RenderStream", 2); // video
+        // The stream form "succeeds" without connecting anything, so the capture pin still offers
+        // video and its configuration is found.
+        faults.add({"FilterGraph", "Connect", 0, 0, tvsim::FaultKind::NullResult});
+        faults.add({"CaptureGraphBuilder2", "RenderStream", 0, 3, tvsim::FaultKind::NullResult});
+        faults.add({"CaptureGraphBuilder2", "RenderStream", 0, 4, tvsim::FaultKind::NullResult});
+        faults.add({"TV Capture", "GetFormat", static_cast<std::int32_t>(0x80004005), 0, kind});
+        probe_.device = system_->device();
+        probe_.reporter.logs.clear();
+        probe_.parameters = {{"TVStartChannel", "5"}, {"TVEndChannel", "5"}};
+        probe_.run([](const mirt5::DiagDevice& d) { return AnalogTVSignalTest(d); });
+        const auto lines = probe_.logLines("libTunekit");
+        ASSERT_THAT(lines, Contains("Got Stream Configuration"));
+        EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                                [](const std::string& l) { return l.rfind("IAMStreamConfig::GetFormat failed: ", 0) == 0; }),
+                  kind == tvsim::FaultKind::Fail ? 1 : 0);
+        bool formatRead = false, fittedAfter = false;
+        for (const auto& call : tvsim::Simulation::current().journal().calls()) {
+            if (call.method == "GetFormat") formatRead = true;
+            else if (formatRead && call.method == "SetWindowPosition") fittedAfter = true;
+        }
+        EXPECT_TRUE(fittedAfter) << "the renderer is fitted all the same";
+    }
+}
+
 TEST_F(AnalogTVScan, MediaCenterRunningRefusesBeforeAnyGraph) {
     EXPECT_EQ(run(card("", R"(, "processes": ["EHSHELL.EXE"])")), TestResult::CANNOTRUN());
     EXPECT_THAT(probe_.eventKeys(), ElementsAre("warning:MediaCenterIsRunning"));
