@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <cwchar>
 #include <new>
 
 #include "CaptureFilter.h"
@@ -18,9 +19,18 @@ namespace {
 // Enough buffers that the renderer can hold one for display while the next are filled.
 constexpr long kBuffers = 4;
 constexpr REFERENCE_TIME kUnitsPerMillisecond = 10000;
+constexpr wchar_t kStatisticsVariable[] = L"QISVCARD_STATISTICS";
 
 bool completeType(const AM_MEDIA_TYPE& type) {
     return type.majortype != GUID_NULL && type.subtype != GUID_NULL && type.formattype != GUID_NULL;
+}
+
+// CPU time of the calling thread, user and kernel, in 100 ns units.
+long long threadCpuTime() {
+    FILETIME created, exited, kernel, user;
+    if (!GetThreadTimes(GetCurrentThread(), &created, &exited, &kernel, &user)) return 0;
+    const auto units = [](const FILETIME& t) { return (static_cast<long long>(t.dwHighDateTime) << 32) | t.dwLowDateTime; };
+    return units(kernel) + units(user);
 }
 
 REFERENCE_TIME periodOf(const tvsim::VideoFormat& format) {
@@ -303,6 +313,7 @@ HRESULT CapturePin::activate() {
     const HRESULT hr = allocator_->Commit();
     if (FAILED(hr)) return hr;
     setMode(Mode::Paused);
+    statistics_ = Statistics{};
     thread_ = std::thread([this] { stream(); });
     return S_OK;
 }
@@ -370,6 +381,7 @@ bool CapturePin::waitForFrame(const RunState& run, REFERENCE_TIME due) {
 
 void CapturePin::stream() {
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    const auto began = std::chrono::steady_clock::now();
     const VIDEOINFOHEADER& header = *connected_.header();
     FrameSource frames(header.bmiHeader.biWidth, header.bmiHeader.biHeight, connected_.get().subtype);
     unsigned generation = 0;
@@ -398,8 +410,45 @@ void CapturePin::stream() {
         }
         discontinuity = false;
         ++frame;
+        ++statistics_.frames;
     }
+    statistics_.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
+    statistics_.cpuUnits = threadCpuTime();
+    reportStatistics();
     CoUninitialize();
+}
+
+namespace {
+
+// Appends `line` to the file QISVCARD_STATISTICS names, if it names one.
+void appendStatistics(const wchar_t* line) {
+    wchar_t path[MAX_PATH];
+    const DWORD length = GetEnvironmentVariableW(kStatisticsVariable, path, MAX_PATH);
+    if (!length || length >= MAX_PATH) return;
+    HANDLE file = CreateFileW(path, FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS,
+                              FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return;
+    char text[256];
+    const int bytes = WideCharToMultiByte(CP_UTF8, 0, line, -1, text, sizeof text, nullptr, nullptr);
+    DWORD written = 0;
+    if (bytes > 1) WriteFile(file, text, static_cast<DWORD>(bytes - 1), &written, nullptr);
+    CloseHandle(file);
+}
+
+} // namespace
+
+// One line for a debugger, and for the file QISVCARD_STATISTICS names: what the stream cost,
+// with and without the time the receiver spent inside Receive on this thread.
+void CapturePin::reportStatistics() const {
+    if (statistics_.seconds <= 0) return;
+    const double own = static_cast<double>(statistics_.cpuUnits - statistics_.receiveUnits) / 1e7;
+    const double all = static_cast<double>(statistics_.cpuUnits) / 1e7;
+    wchar_t line[256];
+    swprintf(line, 256, L"qisvcard: %ls pin: %lld frames in %.2f s, thread CPU %.1f %% (%.1f %% without Receive)\n",
+             name_.c_str(), statistics_.frames, statistics_.seconds, all * 100 / statistics_.seconds,
+             own * 100 / statistics_.seconds);
+    OutputDebugStringW(line);
+    appendStatistics(line);
 }
 
 HRESULT CapturePin::deliver(const std::vector<BYTE>& frame, REFERENCE_TIME due, bool discontinuity) {
@@ -416,7 +465,10 @@ HRESULT CapturePin::deliver(const std::vector<BYTE>& frame, REFERENCE_TIME due, 
     sample->SetTime(&start, &end);
     sample->SetSyncPoint(TRUE);
     sample->SetDiscontinuity(discontinuity ? TRUE : FALSE);
-    return input_->Receive(sample.get());
+    const long long before = threadCpuTime();
+    hr = input_->Receive(sample.get());
+    statistics_.receiveUnits += threadCpuTime() - before;
+    return hr;
 }
 
 // S_FALSE from Receive: the receiver wants no more, so the stream ends with an end of stream.

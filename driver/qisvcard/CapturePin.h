@@ -88,6 +88,14 @@ private:
     REFERENCE_TIME streamTimeNow(const RunState& run) const;
     HRESULT deliver(const std::vector<BYTE>& frame, REFERENCE_TIME due, bool discontinuity);
     void reportEnd(HRESULT hr);
+    void reportStatistics() const;
+
+    struct Statistics {
+        long long frames = 0;
+        double seconds = 0;
+        long long cpuUnits = 0;     // the thread's CPU time, 100 ns units
+        long long receiveUnits = 0; // of which inside the receiver's Receive
+    };
 
     CaptureFilter& filter_;
     const std::wstring name_;
@@ -107,6 +115,7 @@ private:
     std::mutex runMutex_;
     RunState run_;
     std::chrono::steady_clock::time_point unclockedStart_;
+    Statistics statistics_; // the streaming thread's own
 };
 
 } // namespace qisvcard
