@@ -1,7 +1,5 @@
 #include "CaptureFilter.h"
 
-#include <cwchar>
-
 #include "CapturePin.h"
 #include "Enumerators.h"
 
@@ -134,7 +132,7 @@ STDMETHODIMP CaptureFilter::QueryFilterInfo(FILTER_INFO* info) {
     if (!info) return E_POINTER;
     Lock lock(mutex_);
     *info = FILTER_INFO{};
-    wcsncpy(info->achName, name_.c_str(), MAX_FILTER_NAME - 1);
+    name_.copy(info->achName, MAX_FILTER_NAME - 1);
     info->pGraph = graph_;
     if (graph_) graph_->AddRef();
     return S_OK;

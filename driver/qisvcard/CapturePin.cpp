@@ -77,10 +77,8 @@ STDMETHODIMP CapturePin::Connect(IPin* receiver, const AM_MEDIA_TYPE* type) {
     if (peer_) return VFW_E_ALREADY_CONNECTED;
     if (filter_.stateLocked() != State_Stopped) return VFW_E_NOT_STOPPED;
 
-    if (type && completeType(*type)) {
-        const MediaType* own = findOffered(typesToOffer(), *type) ? findOffered(offered_, *type) : nullptr;
-        return own ? attempt(receiver, *type) : VFW_E_TYPE_NOT_ACCEPTED;
-    }
+    if (type && completeType(*type))
+        return findOffered(typesToOffer(), *type) ? attempt(receiver, *type) : VFW_E_TYPE_NOT_ACCEPTED;
     // Our own types first, then those the receiver proposes that we can produce.
     for (const MediaType& own : typesToOffer())
         if ((!type || completes(*type, own.get())) && SUCCEEDED(attempt(receiver, own.get()))) return S_OK;
@@ -194,7 +192,7 @@ STDMETHODIMP CapturePin::QueryPinInfo(PIN_INFO* info) {
     info->pFilter = &filter_;
     filter_.AddRef();
     info->dir = PINDIR_OUTPUT;
-    wcsncpy(info->achName, name_.c_str(), MAX_PIN_NAME - 1);
+    name_.copy(info->achName, MAX_PIN_NAME - 1);
     return S_OK;
 }
 

@@ -3,6 +3,8 @@
 // type and the allocator with the pin it connects to, and while the filter runs its own thread
 // delivers one time-stamped frame per frame period through IMemInputPin::Receive.
 
+#include <chrono>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>

@@ -10,6 +10,7 @@
 
 #include "CaptureFilter.h"
 #include "ClassFactory.h"
+#include "MediaTypes.h"
 #include "Module.h"
 
 extern "C" HRESULT STDAPICALLTYPE DllCanUnloadNow();
@@ -85,6 +86,7 @@ public:
     }
     STDMETHODIMP GetAllocatorRequirements(ALLOCATOR_PROPERTIES*) override { return E_NOTIMPL; }
     STDMETHODIMP Receive(IMediaSample* sample) override {
+        if (keepSamples_) kept_.push_back(ComPtr<IMediaSample>(sample));
         REFERENCE_TIME start = 0, end = 0;
         sample->GetTime(&start, &end);
         std::lock_guard<std::mutex> lock(mutex_);
@@ -106,6 +108,8 @@ public:
 
     GUID accepted_;
     bool ownAllocator_;
+    bool keepSamples_ = false;                // holds every buffer, as a stalled renderer would
+    std::vector<ComPtr<IMediaSample>> kept_;
     GUID subtype_ = GUID_NULL;
     ALLOCATOR_PROPERTIES properties_{};
     bool notified_ = false;
@@ -260,6 +264,94 @@ TEST(CaptureFilter, DeliversTimeStampedFramesWhileRunningAndNoneAfterStop) {
     }
     CoUninitialize();
 }
+
+// Starts `filter` on a new system clock, now.
+ComPtr<IReferenceClock> runOnSystemClock(IBaseFilter& filter) {
+    ComPtr<IReferenceClock> clock;
+    if (FAILED(CoCreateInstance(CLSID_SystemClock, nullptr, CLSCTX_INPROC_SERVER, IID_IReferenceClock, clock.putVoid())))
+        return clock;
+    filter.SetSyncSource(clock.get());
+    REFERENCE_TIME now = 0;
+    clock->GetTime(&now);
+    filter.Run(now);
+    return clock;
+}
+
+TEST(CaptureFilter, StopsWhileItsThreadWaitsForABufferTheReceiverHolds) {
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    {
+        ComPtr<IBaseFilter> filter = makeFilter();
+        Receiver receiver(MEDIASUBTYPE_RGB24, true);
+        receiver.keepSamples_ = true;
+        ASSERT_EQ(pinNamed(*filter.get(), L"Capture")->Connect(&receiver, nullptr), S_OK);
+        ASSERT_TRUE(runOnSystemClock(*filter.get()));
+        std::this_thread::sleep_for(std::chrono::milliseconds(500)); // every buffer held after 4 frames
+        EXPECT_EQ(receiver.samples().size(), static_cast<std::size_t>(receiver.properties_.cBuffers));
+        const auto before = std::chrono::steady_clock::now();
+        EXPECT_EQ(filter->Stop(), S_OK);
+        EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(500));
+        receiver.kept_.clear();
+        pinNamed(*filter.get(), L"Capture")->Disconnect();
+        filter->SetSyncSource(nullptr);
+    }
+    CoUninitialize();
+}
+
+struct FormatChoice {
+    GUID subtype;
+    HRESULT set;
+    GUID connectedWith; // GUID_NULL: a receiver of RGB24 is then refused
+};
+
+class StreamConfig : public testing::TestWithParam<FormatChoice> {
+protected:
+    void SetUp() override { CoInitializeEx(nullptr, COINIT_MULTITHREADED); }
+    void TearDown() override { CoUninitialize(); }
+};
+
+// SetFormat narrows what the pin offers to the chosen format; the capabilities list both.
+TEST_P(StreamConfig, TheChosenFormatIsTheOneConnected) {
+    const FormatChoice& c = GetParam();
+    ComPtr<IBaseFilter> filter = makeFilter();
+    ComPtr<IPin> capture = pinNamed(*filter.get(), L"Capture");
+    ComPtr<IAMStreamConfig> config;
+    ASSERT_EQ(capture.as(config), S_OK);
+    int count = 0, size = 0;
+    ASSERT_EQ(config->GetNumberOfCapabilities(&count, &size), S_OK);
+    EXPECT_EQ(count, 2);
+    EXPECT_EQ(size, static_cast<int>(sizeof(VIDEO_STREAM_CONFIG_CAPS)));
+
+    AM_MEDIA_TYPE* chosen = nullptr;
+    for (int i = 0; i < count; ++i) {
+        AM_MEDIA_TYPE* type = nullptr;
+        VIDEO_STREAM_CONFIG_CAPS caps{};
+        ASSERT_EQ(config->GetStreamCaps(i, &type, reinterpret_cast<BYTE*>(&caps)), S_OK);
+        EXPECT_EQ(caps.MaxOutputSize.cx, 720);
+        EXPECT_EQ(caps.MaxOutputSize.cy, 480);
+        EXPECT_EQ(caps.MinFrameInterval, kFramePeriod);
+        if (type->subtype == c.subtype) chosen = type;
+        else deleteMediaType(type);
+    }
+    ASSERT_NE(chosen, nullptr);
+    if (c.set == VFW_E_INVALIDMEDIATYPE) reinterpret_cast<VIDEOINFOHEADER*>(chosen->pbFormat)->bmiHeader.biWidth = 640;
+    EXPECT_EQ(config->SetFormat(chosen), c.set);
+    deleteMediaType(chosen);
+
+    Receiver receiver(MEDIASUBTYPE_RGB24, true);
+    EXPECT_EQ(capture->Connect(&receiver, nullptr), c.connectedWith == GUID_NULL ? VFW_E_NO_ACCEPTABLE_TYPES : S_OK);
+    if (c.connectedWith != GUID_NULL) {
+        AM_MEDIA_TYPE* current = nullptr;
+        ASSERT_EQ(config->GetFormat(&current), S_OK);
+        EXPECT_EQ(current->subtype, c.connectedWith);
+        deleteMediaType(current);
+        capture->Disconnect();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, StreamConfig,
+                         testing::Values(FormatChoice{MEDIASUBTYPE_RGB24, S_OK, MEDIASUBTYPE_RGB24},
+                                         FormatChoice{MEDIASUBTYPE_YUY2, S_OK, GUID_NULL},
+                                         FormatChoice{MEDIASUBTYPE_RGB24, VFW_E_INVALIDMEDIATYPE, MEDIASUBTYPE_RGB24}));
 
 } // namespace
 } // namespace qisvcard
