@@ -8,6 +8,8 @@ namespace {
 using tunekit::ComPtr;
 
 constexpr const wchar_t* kDemultiplexerName = L"MPEG2 Demux";
+constexpr const wchar_t* kMuxName = L"Mux";
+constexpr const wchar_t* kWriterName = L"File Writer";
 constexpr const wchar_t* kVideoPinName = L"MpegVideo";
 constexpr const wchar_t* kAudioPinName = L"MpegAudio";
 // Stream ids of the first MPEG-2 video and audio elementary streams in a program stream.
@@ -20,6 +22,12 @@ AM_MEDIA_TYPE pinType(const GUID& major, const GUID& subtype) {
     type.subtype = subtype;
     type.formattype = FORMAT_None;
     return type;
+}
+
+HRESULT fullInterleaving(IBaseFilter* multiplexer) {
+    ComPtr<IConfigInterleaving> interleaving;
+    const HRESULT hr = multiplexer->QueryInterface(IID_IConfigInterleaving, interleaving.putVoid());
+    return SUCCEEDED(hr) ? interleaving->put_Mode(INTERLEAVE_FULL) : hr;
 }
 
 } // namespace
@@ -55,9 +63,44 @@ HRESULT ISampleCaptureGraphBuilder::FindPin(IUnknown* source, PIN_DIRECTION dire
     return inner_ ? inner_->FindPin(source, direction, category, type, unconnected, index, pin) : E_POINTER;
 }
 
+// Wine's capture graph builder does not implement SetOutputFileName (E_NOTIMPL); the AVI
+// multiplexer and file writer it would add are then added here, connected the same way. Wine's
+// multiplexer runs only in full interleaving, so that mode is asked for; it suits one video
+// stream on every multiplexer.
 HRESULT ISampleCaptureGraphBuilder::SetOutputFileName(const GUID* subtype, LPCOLESTR file, IBaseFilter** mux,
                                                       IFileSinkFilter** sink) {
-    return inner_ ? inner_->SetOutputFileName(subtype, file, mux, sink) : E_POINTER;
+    if (!inner_) return E_POINTER;
+    const HRESULT hr = inner_->SetOutputFileName(subtype, file, mux, sink);
+    if (hr != E_NOTIMPL || !subtype || *subtype != MEDIASUBTYPE_Avi) return hr;
+    return addAviWriter(file, mux, sink);
+}
+
+HRESULT ISampleCaptureGraphBuilder::addAviWriter(LPCOLESTR file, IBaseFilter** mux, IFileSinkFilter** sink) {
+    if (!file || !mux) return E_POINTER;
+    ComPtr<IGraphBuilder> graph;
+    HRESULT hr = GetFiltergraph(graph.put());
+    if (FAILED(hr)) return hr;
+    ComPtr<IBaseFilter> multiplexer, writer;
+    ComPtr<IFileSinkFilter> fileSink;
+    ComPtr<IPin> muxOutput, writerInput;
+    hr = createInstance(CLSID_AviDest, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, multiplexer.putVoid());
+    if (SUCCEEDED(hr)) hr = fullInterleaving(multiplexer.get());
+    if (SUCCEEDED(hr)) hr = createInstance(CLSID_FileWriter, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, writer.putVoid());
+    if (SUCCEEDED(hr)) hr = writer.as(fileSink);
+    if (SUCCEEDED(hr)) hr = fileSink->SetFileName(file, nullptr);
+    if (SUCCEEDED(hr)) hr = graph->AddFilter(multiplexer.get(), kMuxName);
+    if (SUCCEEDED(hr)) hr = graph->AddFilter(writer.get(), kWriterName);
+    if (SUCCEEDED(hr)) hr = FindPin(multiplexer.get(), PINDIR_OUTPUT, nullptr, nullptr, TRUE, 0, muxOutput.put());
+    if (SUCCEEDED(hr)) hr = FindPin(writer.get(), PINDIR_INPUT, nullptr, nullptr, TRUE, 0, writerInput.put());
+    if (SUCCEEDED(hr)) hr = graph->ConnectDirect(muxOutput.get(), writerInput.get(), nullptr);
+    if (FAILED(hr)) {
+        if (multiplexer) graph->RemoveFilter(multiplexer.get());
+        if (writer) graph->RemoveFilter(writer.get());
+        return hr;
+    }
+    *mux = multiplexer.detach();
+    if (sink) *sink = fileSink.detach();
+    return S_OK;
 }
 
 HRESULT ISampleCaptureGraphBuilder::GetFiltergraph(IGraphBuilder** graph) {

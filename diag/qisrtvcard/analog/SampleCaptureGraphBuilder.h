@@ -33,6 +33,7 @@ public:
     bool hasSystemBuilder() const { return static_cast<bool>(inner_); }
 
 private:
+    HRESULT addAviWriter(LPCOLESTR file, IBaseFilter** mux, IFileSinkFilter** sink);
     HRESULT renderMpeg2Stream(IUnknown* source, IBaseFilter* renderer);
     HRESULT ensureDemultiplexer(IBaseFilter* sourceFilter);
     HRESULT configureDemultiplexerPins();

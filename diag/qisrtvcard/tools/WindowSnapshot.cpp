@@ -35,6 +35,22 @@ void pumpFor(double seconds) {
     }
 }
 
+// The renderer's own frame counts, as IQualProp reports them, on stdout.
+void printRendererStatistics(IGraphBuilder* graph) {
+    tunekit::ComPtr<IEnumFilters> filters;
+    if (!graph || FAILED(graph->EnumFilters(filters.put()))) return;
+    tunekit::ComPtr<IBaseFilter> filter;
+    while (filters->Next(1, filter.put(), nullptr) == S_OK) {
+        tunekit::ComPtr<IQualProp> quality;
+        if (FAILED(filter.as(quality))) continue;
+        int drawn = 0, dropped = 0, jitter = 0;
+        quality->get_FramesDrawn(&drawn);
+        quality->get_FramesDroppedInRenderer(&dropped);
+        quality->get_Jitter(&jitter);
+        std::printf("renderer: %d frames drawn, %d dropped, jitter %d ms\n", drawn, dropped, jitter);
+    }
+}
+
 bool saveScreenArea(const RECT& area, const char* path) {
     const int width = area.right - area.left, height = area.bottom - area.top;
     HDC screen = GetDC(nullptr);
@@ -115,14 +131,23 @@ int snapshotDigital(const char* path) {
 
 int main(int argc, char** argv) {
     if (argc < 2) {
-        std::fprintf(stderr, "usage: window_snapshot OUTPUT.bmp [CHANNEL]\n");
+        std::fprintf(stderr, "usage: window_snapshot OUTPUT.bmp [CHANNEL [--system]]\n");
         return 64;
     }
     if (argc > 2 && std::string(argv[2]) == "--digital") return snapshotDigital(argv[1]);
     const long channel = argc > 2 ? std::atol(argv[2]) : 5;
-    mirt5::SimulationRequest request;
-    request.realtime = true; // the renderer paints on a wall-clock timer
-    const mirt5::SimulatedSystem system = startSimulatedSystem(request);
+    // --system: the registered virtual card (qisvcard.dll) and the platform's own renderer.
+    const bool onSystem = argc > 3 && std::string(argv[3]) == "--system";
+    mirt5::SimulatedSystem system;
+    if (onSystem) {
+        system.device = mirt5::DiagDevice("Virtual Hybrid TV Card", "Virtual hybrid analog and digital TV tuner",
+                                          mirt5::DeviceCapability::VideoCapture(),
+                                          {{"AnalogFriendlyName", "Virtual Hybrid TV Capture"}});
+    } else {
+        mirt5::SimulationRequest request;
+        request.realtime = true; // the renderer paints on a wall-clock timer
+        system = startSimulatedSystem(request);
+    }
 
     if (setupCaptureGraph() != mirt5::TestResult::PASS() || setupWindow("WindowSnapshot", "Virtual Hybrid TV Card") != mirt5::TestResult::PASS() ||
         FindCaptureDevice(system.device, CLSID_VideoInputDeviceCategory) != mirt5::TestResult::PASS()) {
@@ -145,7 +170,8 @@ int main(int argc, char** argv) {
     g_mediaControl->Run();
     ShowWindow(g_hwndVideo, SW_SHOW);
     SetForegroundWindow(g_hwndVideo);
-    pumpFor(1.5);
+    pumpFor(onSystem ? 3.0 : 1.5);
+    if (onSystem) printRendererStatistics(g_graphManager.get());
 
     RECT area{};
     GetWindowRect(g_hwndVideo, &area);

@@ -16,6 +16,8 @@
 #include "tvsim/Bda.h"
 #include "tvsim/Filter.h"
 #include "tvsim/Objects.h"
+#include "tvsim/Picture.h"
+#include "tvsim/TunerRules.h"
 
 namespace tvsim {
 namespace {
@@ -24,17 +26,6 @@ using tunekit::ComPtr;
 
 // {5F0C2A61-7B3E-4C1D-9A8E-2D4B6C8E0F13}: the virtual analog capture filter.
 const CLSID kVirtualCaptureClsid = {0x5f0c2a61, 0x7b3e, 0x4c1d, {0x9a, 0x8e, 0x2d, 0x4b, 0x6c, 0x8e, 0x0f, 0x13}};
-
-// The FM synthesizer tunes in 10 kHz steps, so a frequency computed in floating point and
-// truncated to Hz (95.7 MHz arriving as 95699999) lands on the intended raster point.
-constexpr long kFmStepHz = 10000;
-// A station is received when the tuner is this close to it; 100 kHz off is the next channel.
-constexpr long kFmReceptionHz = 50000;
-
-long roundToStep(long hz) {
-    const long long step = kFmStepHz;
-    return static_cast<long>((static_cast<long long>(hz) + step / 2) / step * step);
-}
 
 qis::String modeName(long mode) {
     switch (mode) {
@@ -142,7 +133,7 @@ public:
             mode_ = card.tuner->tvMode ? AMTUNER_MODE_TV : AMTUNER_MODE_FM_RADIO;
             inputType_ = static_cast<TunerInputType>(card.tuner->inputType);
             channel_ = card.tuner->minChannel;
-            frequency_ = roundToStep(card.tuner->minFrequency);
+            frequency_ = fmRasterPoint(card.tuner->minFrequency);
             retune();
         }
         if (card.crossbar)
@@ -163,12 +154,8 @@ public:
 
     qis::String pictureLabel() const override {
         if (!card_.tuner) return "External video";
-        if (mode_ == AMTUNER_MODE_FM_RADIO) {
-            char text[32];
-            std::snprintf(text, sizeof text, "FM %.1f MHz", static_cast<double>(frequency_) / 1000000.0);
-            return text;
-        }
-        return "Channel " + qis::String::number(channel_) + (inputType_ == TunerInputCable ? " (cable)" : " (antenna)");
+        if (mode_ == AMTUNER_MODE_FM_RADIO) return radioLabel(frequency_);
+        return channelLabel(channel_, inputType_ == TunerInputCable);
     }
 
     // ---- IAMTuner ----
@@ -492,11 +479,11 @@ private:
 
     HRESULT tune(long channel) {
         if (mode_ == AMTUNER_MODE_FM_RADIO) {
-            const long hz = roundToStep(channel);
-            if (hz < tuner().minFrequency || hz > tuner().maxFrequency) return E_INVALIDARG;
+            const long hz = fmRasterPoint(channel);
+            if (!fmInBand(tuner(), hz)) return E_INVALIDARG;
             frequency_ = hz;
         } else {
-            if (channel < tuner().minChannel || channel > tuner().maxChannel) return E_INVALIDARG;
+            if (!tvChannelInRange(tuner(), channel)) return E_INVALIDARG;
             channel_ = channel;
         }
         retune();
@@ -511,13 +498,8 @@ private:
     }
 
     bool carrierPresent() const {
-        if (mode_ == AMTUNER_MODE_FM_RADIO) {
-            for (const long station : tuner().fmSignal)
-                if (std::abs(station - frequency_) <= kFmReceptionHz) return true;
-            return false;
-        }
-        const auto& channels = inputType_ == TunerInputCable ? tuner().cableSignal : tuner().antennaSignal;
-        return channels.count(channel_) != 0;
+        if (mode_ == AMTUNER_MODE_FM_RADIO) return fmStationReceived(tuner(), frequency_);
+        return tvChannelHasSignal(tuner(), channel_, inputType_ == TunerInputCable);
     }
 
     bool signalNow() const { return carrierPresent() && locked(); }

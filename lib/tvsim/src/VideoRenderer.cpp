@@ -12,6 +12,7 @@
 
 #include "tvsim/Filter.h"
 #include "tvsim/Objects.h"
+#include "tvsim/Picture.h"
 
 namespace tvsim {
 namespace {
@@ -47,38 +48,6 @@ std::vector<MediaType> acceptedTypes() {
         types.push_back(type);
     }
     return types;
-}
-
-void fill(HDC dc, const RECT& area, COLORREF colour) {
-    HBRUSH brush = CreateSolidBrush(colour);
-    FillRect(dc, &area, brush);
-    DeleteObject(brush);
-}
-
-void drawCentred(HDC dc, RECT area, const std::wstring& text, COLORREF foreground, COLORREF background) {
-    SetBkMode(dc, OPAQUE);
-    SetBkColor(dc, background);
-    SetTextColor(dc, foreground);
-    HGDIOBJ previous = SelectObject(dc, GetStockObject(DEFAULT_GUI_FONT));
-    DrawTextW(dc, text.c_str(), static_cast<int>(text.size()), &area, DT_CENTER | DT_VCENTER | DT_SINGLELINE);
-    SelectObject(dc, previous);
-}
-
-// Seven bars at 75 % over a strip of their mirror, as a studio test signal looks.
-void colourBars(HDC dc, const RECT& client) {
-    static const COLORREF bars[] = {RGB(191, 191, 191), RGB(191, 191, 0), RGB(0, 191, 191), RGB(0, 191, 0),
-                                    RGB(191, 0, 191),   RGB(191, 0, 0),   RGB(0, 0, 191)};
-    static const COLORREF strip[] = {RGB(0, 0, 191), RGB(19, 19, 19),   RGB(191, 0, 191), RGB(19, 19, 19),
-                                     RGB(0, 191, 191), RGB(19, 19, 19), RGB(191, 191, 191)};
-    const long width = client.right - client.left;
-    const long height = client.bottom - client.top;
-    const long split = client.top + height * 3 / 4;
-    for (long i = 0; i < 7; ++i) {
-        const long left = client.left + width * i / 7;
-        const long right = client.left + width * (i + 1) / 7;
-        fill(dc, RECT{left, client.top, right, split}, bars[i]);
-        fill(dc, RECT{left, split, right, client.bottom}, strip[i]);
-    }
 }
 
 class VideoRenderer final : public SimFilter, public IVideoWindow, public IQualProp {
@@ -591,19 +560,8 @@ private:
         shownState_ = state();
         shownPicture_ = hasPicture();
         shownLabel_ = currentLabel();
-        if (shownState_ == State_Stopped) {
-            fill(dc, client, RGB(0, 0, 0));
-        } else if (shownPicture_) {
-            colourBars(dc, client);
-            if (!shownLabel_.isEmpty()) {
-                const long height = client.bottom - client.top;
-                const RECT band{client.left, client.top + height / 3, client.right, client.top + height / 3 + 24};
-                drawCentred(dc, band, shownLabel_.wide(), RGB(255, 255, 255), RGB(0, 0, 0));
-            }
-        } else {
-            fill(dc, client, RGB(96, 96, 96));
-            drawCentred(dc, client, L"No signal", RGB(255, 255, 255), RGB(96, 96, 96));
-        }
+        if (shownState_ == State_Stopped) fillArea(dc, client, RGB(0, 0, 0));
+        else paintPicture(dc, client, Picture{shownPicture_, shownLabel_.wide()});
         EndPaint(window, &ps);
     }
 

@@ -1,0 +1,148 @@
+#include "CaptureFilter.h"
+
+#include "CapturePin.h"
+#include "Enumerators.h"
+
+namespace qisvcard {
+
+using Lock = std::lock_guard<std::recursive_mutex>;
+
+namespace {
+constexpr wchar_t kCaptureName[] = L"Capture";
+constexpr wchar_t kPreviewName[] = L"Preview";
+} // namespace
+
+CaptureFilter::CaptureFilter(Card card)
+    : description_(std::move(card)), card_(description_.filter), tuner_(*static_cast<IBaseFilter*>(this), card_),
+      crossbar_(*static_cast<IBaseFilter*>(this), card_) {
+    pins_.push_back(std::make_unique<CapturePin>(*this, kCaptureName, PIN_CATEGORY_CAPTURE, description_.filter.format));
+    if (description_.filter.previewPin)
+        pins_.push_back(std::make_unique<CapturePin>(*this, kPreviewName, PIN_CATEGORY_PREVIEW, description_.filter.format));
+}
+
+// Whoever releases the last reference has stopped the graph; if not, the streams stop here, so
+// no thread outlives the filter.
+CaptureFilter::~CaptureFilter() {
+    for (auto& pin : pins_) pin->deactivate();
+}
+
+STDMETHODIMP CaptureFilter::QueryInterface(REFIID iid, void** object) {
+    if (!object) return E_POINTER;
+    *object = nullptr;
+    IBaseFilter* filter = this;
+    if (offer(iid, IID_IUnknown, filter, object) || offer(iid, IID_IPersist, filter, object) ||
+        offer(iid, IID_IMediaFilter, filter, object) || offer(iid, IID_IBaseFilter, filter, object) ||
+        offer(iid, IID_IAMFilterMiscFlags, static_cast<IAMFilterMiscFlags*>(this), object))
+        return S_OK;
+    if (card_.hasTuner() &&
+        (offer(iid, IID_IAMTVTuner, static_cast<IAMTVTuner*>(&tuner_), object) ||
+         offer(iid, IID_IAMTuner, static_cast<IAMTuner*>(&tuner_), object)))
+        return S_OK;
+    if (card_.hasCrossbar() && offer(iid, IID_IAMCrossbar, static_cast<IAMCrossbar*>(&crossbar_), object)) return S_OK;
+    return E_NOINTERFACE;
+}
+
+STDMETHODIMP CaptureFilter::GetClassID(CLSID* clsid) {
+    if (!clsid) return E_POINTER;
+    *clsid = kCardClsid;
+    return S_OK;
+}
+
+STDMETHODIMP CaptureFilter::Stop() {
+    Lock lock(mutex_);
+    for (auto& pin : pins_) pin->deactivate();
+    state_ = State_Stopped;
+    return S_OK;
+}
+
+// A live source has nothing to show while paused: VFW_S_CANT_CUE tells the graph not to wait
+// for a first frame.
+HRESULT CaptureFilter::pauseLocked() {
+    if (state_ == State_Stopped) {
+        for (auto& pin : pins_) {
+            const HRESULT hr = pin->activate();
+            if (FAILED(hr)) {
+                for (auto& started : pins_) started->deactivate();
+                return hr;
+            }
+        }
+    } else {
+        for (auto& pin : pins_) pin->pause();
+    }
+    state_ = State_Paused;
+    return VFW_S_CANT_CUE;
+}
+
+STDMETHODIMP CaptureFilter::Pause() {
+    Lock lock(mutex_);
+    return pauseLocked();
+}
+
+STDMETHODIMP CaptureFilter::Run(REFERENCE_TIME start) {
+    Lock lock(mutex_);
+    if (state_ == State_Stopped) {
+        const HRESULT hr = pauseLocked();
+        if (FAILED(hr)) return hr;
+    }
+    for (auto& pin : pins_) pin->run(start, clock_);
+    state_ = State_Running;
+    return S_OK;
+}
+
+STDMETHODIMP CaptureFilter::GetState(DWORD, FILTER_STATE* state) {
+    if (!state) return E_POINTER;
+    Lock lock(mutex_);
+    *state = state_;
+    return state_ == State_Paused ? VFW_S_CANT_CUE : S_OK;
+}
+
+STDMETHODIMP CaptureFilter::SetSyncSource(IReferenceClock* clock) {
+    Lock lock(mutex_);
+    clock_ = tunekit::ComPtr<IReferenceClock>(clock);
+    return S_OK;
+}
+
+STDMETHODIMP CaptureFilter::GetSyncSource(IReferenceClock** clock) {
+    if (!clock) return E_POINTER;
+    Lock lock(mutex_);
+    *clock = clock_.get();
+    if (*clock) (*clock)->AddRef();
+    return S_OK;
+}
+
+STDMETHODIMP CaptureFilter::EnumPins(IEnumPins** pins) {
+    std::vector<IPin*> list;
+    for (auto& pin : pins_) list.push_back(pin.get());
+    return createPinEnumerator(*this, std::move(list), pins);
+}
+
+STDMETHODIMP CaptureFilter::FindPin(LPCWSTR id, IPin** pin) {
+    if (!id || !pin) return E_POINTER;
+    *pin = nullptr;
+    for (auto& candidate : pins_) {
+        if (candidate->name() != id) continue;
+        *pin = candidate.get();
+        (*pin)->AddRef();
+        return S_OK;
+    }
+    return VFW_E_NOT_FOUND;
+}
+
+STDMETHODIMP CaptureFilter::QueryFilterInfo(FILTER_INFO* info) {
+    if (!info) return E_POINTER;
+    Lock lock(mutex_);
+    *info = FILTER_INFO{};
+    name_.copy(info->achName, MAX_FILTER_NAME - 1);
+    info->pGraph = graph_;
+    if (graph_) graph_->AddRef();
+    return S_OK;
+}
+
+STDMETHODIMP CaptureFilter::JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) {
+    Lock lock(mutex_);
+    graph_ = graph;
+    name_ = name ? name : L"";
+    return S_OK;
+}
+
+} // namespace qisvcard
