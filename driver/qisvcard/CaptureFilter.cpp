@@ -49,16 +49,16 @@ STDMETHODIMP CaptureFilter::GetClassID(CLSID* clsid) {
 }
 
 STDMETHODIMP CaptureFilter::Stop() {
-    Lock lock(mutex_);
+    Lock lock(core_.lock());
     for (auto& pin : pins_) pin->deactivate();
-    state_ = State_Stopped;
+    core_.setState(State_Stopped);
     return S_OK;
 }
 
 // A live source has nothing to show while paused: VFW_S_CANT_CUE tells the graph not to wait
 // for a first frame.
 HRESULT CaptureFilter::pauseLocked() {
-    if (state_ == State_Stopped) {
+    if (core_.state() == State_Stopped) {
         for (auto& pin : pins_) {
             const HRESULT hr = pin->activate();
             if (FAILED(hr)) {
@@ -69,45 +69,31 @@ HRESULT CaptureFilter::pauseLocked() {
     } else {
         for (auto& pin : pins_) pin->pause();
     }
-    state_ = State_Paused;
+    core_.setState(State_Paused);
     return VFW_S_CANT_CUE;
 }
 
 STDMETHODIMP CaptureFilter::Pause() {
-    Lock lock(mutex_);
+    Lock lock(core_.lock());
     return pauseLocked();
 }
 
 STDMETHODIMP CaptureFilter::Run(REFERENCE_TIME start) {
-    Lock lock(mutex_);
-    if (state_ == State_Stopped) {
+    Lock lock(core_.lock());
+    if (core_.state() == State_Stopped) {
         const HRESULT hr = pauseLocked();
         if (FAILED(hr)) return hr;
     }
-    for (auto& pin : pins_) pin->run(start, clock_);
-    state_ = State_Running;
+    for (auto& pin : pins_) pin->run(start, core_.clock());
+    core_.setState(State_Running);
     return S_OK;
 }
 
 STDMETHODIMP CaptureFilter::GetState(DWORD, FILTER_STATE* state) {
     if (!state) return E_POINTER;
-    Lock lock(mutex_);
-    *state = state_;
-    return state_ == State_Paused ? VFW_S_CANT_CUE : S_OK;
-}
-
-STDMETHODIMP CaptureFilter::SetSyncSource(IReferenceClock* clock) {
-    Lock lock(mutex_);
-    clock_ = tunekit::ComPtr<IReferenceClock>(clock);
-    return S_OK;
-}
-
-STDMETHODIMP CaptureFilter::GetSyncSource(IReferenceClock** clock) {
-    if (!clock) return E_POINTER;
-    Lock lock(mutex_);
-    *clock = clock_.get();
-    if (*clock) (*clock)->AddRef();
-    return S_OK;
+    Lock lock(core_.lock());
+    *state = core_.state();
+    return *state == State_Paused ? VFW_S_CANT_CUE : S_OK;
 }
 
 STDMETHODIMP CaptureFilter::EnumPins(IEnumPins** pins) {
@@ -126,23 +112,6 @@ STDMETHODIMP CaptureFilter::FindPin(LPCWSTR id, IPin** pin) {
         return S_OK;
     }
     return VFW_E_NOT_FOUND;
-}
-
-STDMETHODIMP CaptureFilter::QueryFilterInfo(FILTER_INFO* info) {
-    if (!info) return E_POINTER;
-    Lock lock(mutex_);
-    *info = FILTER_INFO{};
-    name_.copy(info->achName, MAX_FILTER_NAME - 1);
-    info->pGraph = graph_;
-    if (graph_) graph_->AddRef();
-    return S_OK;
-}
-
-STDMETHODIMP CaptureFilter::JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) {
-    Lock lock(mutex_);
-    graph_ = graph;
-    name_ = name ? name : L"";
-    return S_OK;
 }
 
 } // namespace qisvcard

@@ -4,13 +4,13 @@
 
 #include <memory>
 #include <mutex>
-#include <string>
 #include <vector>
 
 #include "Card.h"
 #include "CardState.h"
 #include "ComObject.h"
 #include "Crossbar.h"
+#include "FilterCore.h"
 #include "TvTuner.h"
 #include "tunekit/ComPtr.h"
 #include "tunekit/DirectShow.h"
@@ -35,22 +35,22 @@ public:
     STDMETHODIMP Pause() override;
     STDMETHODIMP Run(REFERENCE_TIME start) override;
     STDMETHODIMP GetState(DWORD timeout, FILTER_STATE* state) override;
-    STDMETHODIMP SetSyncSource(IReferenceClock* clock) override;
-    STDMETHODIMP GetSyncSource(IReferenceClock** clock) override;
+    STDMETHODIMP SetSyncSource(IReferenceClock* clock) override { return core_.setSyncSource(clock); }
+    STDMETHODIMP GetSyncSource(IReferenceClock** clock) override { return core_.getSyncSource(clock); }
     // IBaseFilter
     STDMETHODIMP EnumPins(IEnumPins** pins) override;
     STDMETHODIMP FindPin(LPCWSTR id, IPin** pin) override;
-    STDMETHODIMP QueryFilterInfo(FILTER_INFO* info) override;
-    STDMETHODIMP JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) override;
+    STDMETHODIMP QueryFilterInfo(FILTER_INFO* info) override { return core_.queryFilterInfo(info); }
+    STDMETHODIMP JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) override { return core_.joinFilterGraph(graph, name); }
     STDMETHODIMP QueryVendorInfo(LPWSTR*) override { return E_NOTIMPL; }
     // IAMFilterMiscFlags
     STDMETHODIMP_(ULONG) GetMiscFlags() override { return AM_FILTER_MISC_FLAGS_IS_SOURCE; }
 
     // For the pins: the lock that guards state and connections (pins call back into themselves
     // through their peers while connecting, hence recursive), and what they need from the filter.
-    std::recursive_mutex& lock() { return mutex_; }
-    FILTER_STATE stateLocked() const { return state_; }
-    IFilterGraph* graphLocked() const { return graph_; }
+    std::recursive_mutex& lock() { return core_.lock(); }
+    FILTER_STATE stateLocked() const { return core_.state(); }
+    IFilterGraph* graphLocked() const { return core_.graph(); }
     CardState& card() { return card_; }
 
 private:
@@ -61,12 +61,7 @@ private:
     TvTuner tuner_;
     Crossbar crossbar_;
     std::vector<std::unique_ptr<CapturePin>> pins_;
-
-    std::recursive_mutex mutex_;
-    FILTER_STATE state_ = State_Stopped;
-    tunekit::ComPtr<IReferenceClock> clock_;
-    IFilterGraph* graph_ = nullptr; // not held: the graph holds the filter
-    std::wstring name_;
+    FilterCore core_;
 };
 
 } // namespace qisvcard

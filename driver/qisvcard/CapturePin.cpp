@@ -7,6 +7,7 @@
 
 #include "CaptureFilter.h"
 #include "Enumerators.h"
+#include "PinCommon.h"
 #include "FrameSource.h"
 
 namespace qisvcard {
@@ -168,33 +169,16 @@ STDMETHODIMP CapturePin::Disconnect() {
 }
 
 STDMETHODIMP CapturePin::ConnectedTo(IPin** pin) {
-    if (!pin) return E_POINTER;
     FilterLock lock(filter_.lock());
-    *pin = peer_.get();
-    if (!*pin) return VFW_E_NOT_CONNECTED;
-    (*pin)->AddRef();
-    return S_OK;
+    return givePeer(peer_, pin);
 }
 
 STDMETHODIMP CapturePin::ConnectionMediaType(AM_MEDIA_TYPE* type) {
-    if (!type) return E_POINTER;
     FilterLock lock(filter_.lock());
-    if (!peer_) {
-        *type = AM_MEDIA_TYPE{};
-        return VFW_E_NOT_CONNECTED;
-    }
-    return connected_.copyTo(*type);
+    return giveConnectionType(peer_, connected_, type);
 }
 
-STDMETHODIMP CapturePin::QueryPinInfo(PIN_INFO* info) {
-    if (!info) return E_POINTER;
-    *info = PIN_INFO{};
-    info->pFilter = &filter_;
-    filter_.AddRef();
-    info->dir = PINDIR_OUTPUT;
-    name_.copy(info->achName, MAX_PIN_NAME - 1);
-    return S_OK;
-}
+STDMETHODIMP CapturePin::QueryPinInfo(PIN_INFO* info) { return describePin(filter_, PINDIR_OUTPUT, name_, info); }
 
 STDMETHODIMP CapturePin::QueryDirection(PIN_DIRECTION* direction) {
     if (!direction) return E_POINTER;
@@ -202,14 +186,7 @@ STDMETHODIMP CapturePin::QueryDirection(PIN_DIRECTION* direction) {
     return S_OK;
 }
 
-STDMETHODIMP CapturePin::QueryId(LPWSTR* id) {
-    if (!id) return E_POINTER;
-    const std::size_t bytes = (name_.size() + 1) * sizeof(wchar_t);
-    *id = static_cast<LPWSTR>(CoTaskMemAlloc(bytes));
-    if (!*id) return E_OUTOFMEMORY;
-    std::memcpy(*id, name_.c_str(), bytes);
-    return S_OK;
-}
+STDMETHODIMP CapturePin::QueryId(LPWSTR* id) { return copyToTaskMemory(name_, id); }
 
 STDMETHODIMP CapturePin::QueryAccept(const AM_MEDIA_TYPE* type) {
     if (!type) return E_POINTER;
@@ -401,6 +378,8 @@ void CapturePin::stream() {
         }
         const REFERENCE_TIME due = frame * framePeriod_;
         if (!waitForFrame(run, due)) continue;
+        // Handed over after its own end time, a frame comes too late for a renderer to show.
+        if (streamTimeNow(run) > due + framePeriod_) ++statistics_.late;
         const HRESULT hr = deliver(frames.frame(filter_.card().picture()), due, discontinuity);
         if (hr != S_OK) { // includes a decommitted allocator: the graph is stopping
             reportEnd(hr);
@@ -442,8 +421,8 @@ void CapturePin::reportStatistics() const {
     const double own = static_cast<double>(statistics_.cpuUnits - statistics_.receiveUnits) / 1e7;
     const double all = static_cast<double>(statistics_.cpuUnits) / 1e7;
     wchar_t line[256];
-    swprintf(line, 256, L"qisvcard: %ls pin: %lld frames in %.2f s, thread CPU %.1f %% (%.1f %% without Receive)\n",
-             name_.c_str(), statistics_.frames, statistics_.seconds, all * 100 / statistics_.seconds,
+    swprintf(line, 256, L"qisvcard: %ls pin: %lld frames (%lld late) in %.2f s, thread CPU %.1f %% (%.1f %% without Receive)\n",
+             name_.c_str(), statistics_.frames, statistics_.late, statistics_.seconds, all * 100 / statistics_.seconds,
              own * 100 / statistics_.seconds);
     OutputDebugStringW(line);
     appendStatistics(line);

@@ -94,6 +94,7 @@ private:
 
     struct Statistics {
         long long frames = 0;
+        long long late = 0;         // handed to the receiver after their end time
         double seconds = 0;
         long long cpuUnits = 0;     // the thread's CPU time, 100 ns units
         long long receiveUnits = 0; // of which inside the receiver's Receive

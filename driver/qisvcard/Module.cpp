@@ -4,6 +4,7 @@
 #include <atomic>
 
 #include "ClassFactory.h"
+#include "StreamFileWriter.h"
 #include "tunekit/ComPtr.h"
 
 namespace qisvcard {
@@ -38,9 +39,12 @@ extern "C" HRESULT STDAPICALLTYPE DllCanUnloadNow() { return qisvcard::moduleInU
 extern "C" HRESULT STDAPICALLTYPE DllGetClassObject(REFCLSID clsid, REFIID iid, void** object) {
     if (!object) return E_POINTER;
     *object = nullptr;
-    if (clsid != qisvcard::kCardClsid) return CLASS_E_CLASSNOTAVAILABLE;
+    qisvcard::Creator create = nullptr;
+    if (clsid == qisvcard::kCardClsid) create = qisvcard::createCaptureFilter;
+    else if (clsid == qisvcard::kStreamFileWriterClsid) create = qisvcard::createStreamFileWriter;
+    else return CLASS_E_CLASSNOTAVAILABLE;
     tunekit::ComPtr<IClassFactory> factory;
-    factory.attach(new (std::nothrow) qisvcard::ClassFactory());
+    factory.attach(new (std::nothrow) qisvcard::ClassFactory(create));
     if (!factory) return E_OUTOFMEMORY;
     return factory->QueryInterface(iid, object);
 }

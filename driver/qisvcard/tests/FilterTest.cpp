@@ -176,12 +176,12 @@ TEST(CaptureFilter, TheDllMayUnloadOnlyWhenNothingIsAlive) {
     EXPECT_EQ(DllCanUnloadNow(), S_FALSE); // the enumerator holds the filter
     pins.reset();
     EXPECT_EQ(DllCanUnloadNow(), S_OK);
-    ClassFactory* factory = new ClassFactory();
+    ClassFactory* factory = new ClassFactory(createCaptureFilter);
     factory->LockServer(TRUE);
     factory->Release();
     EXPECT_EQ(DllCanUnloadNow(), S_FALSE);
     ComPtr<IClassFactory> again;
-    again.attach(new ClassFactory());
+    again.attach(new ClassFactory(createCaptureFilter));
     again->LockServer(FALSE);
     again.reset();
     EXPECT_EQ(DllCanUnloadNow(), S_OK);

@@ -1,12 +1,13 @@
 #!/bin/sh
 # The virtual card as a device of Wine's own DirectShow: registered with regsvr32 in a prefix of
 # its own, the analog tests run on it without --sim, and the module sees what a host would.
-# CaptureToFileTest is not run: Wine 8's AVI mux cannot write through Wine's file writer
-# (docs/virtual-card-driver.md, "Findings").
+# CaptureToFileTest writes through Wine's AVI mux into the DLL's stream file writer, which stands
+# in for Wine 8's file writer (it lacks IStream; docs/virtual-card-driver.md, "Findings").
 #   card-driver.sh WINE_RUN QISRTVCARD_EXE QISVCARD_DLL
 set -u
 wine_run=$1 program=$2 dll=$3
 command -v wine >/dev/null 2>&1 || { echo "wine is missing: apt-get install wine" >&2; exit 1; }
+command -v ffprobe >/dev/null 2>&1 || { echo "ffprobe is missing: apt-get install ffmpeg" >&2; exit 1; }
 
 work=$(mktemp -d)
 prefix=$work/prefix
@@ -19,6 +20,8 @@ wine() { "$wine_run" "$prefix" "$@"; }
 dll_win="Z:$(echo "$dll" | tr / '\\')"
 instance_key='HKCR\CLSID\{860BB310-5D01-11D0-BD3B-00A0C911CE86}\Instance\{6C1F4B52-3E8A-4D7B-B5C2-91A0D3E7F824}'
 class_key='HKCR\CLSID\{6C1F4B52-3E8A-4D7B-B5C2-91A0D3E7F824}'
+writer='{6C1F4B53-3E8A-4D7B-B5C2-91A0D3E7F824}'
+file_writer_key='HKCR\CLSID\{8596E5F0-0DA5-11D0-BD21-00A0C911CE86}'
 registered() { wine reg query "$1" >/dev/null 2>&1; }
 
 cat >device.json <<'JSON'
@@ -68,6 +71,17 @@ run tv-nosignal NOSIGNAL TVSignalTest $tv --param TVStartChannel=60 --param TVEn
 run fm-signal PASS FMRadioTest $fm --param FMRadioStartChannel=95.1 --param FMRadioEndChannel=96.1
 run fm-nosignal NOSIGNAL FMRadioTest $fm --param FMRadioStartChannel=96.0 --param FMRadioEndChannel=97.0
 run screen PASS CaptureToScreenTest
+
+# ---- capture to a file: Wine's AVI mux, the stream file writer in place of Wine's ----
+wine reg add "HKCR\\CLSID\\$writer\\InprocServer32" /ve /d "$dll_win" /f >/dev/null
+wine reg add "HKCR\\CLSID\\$writer\\InprocServer32" /v ThreadingModel /d Both /f >/dev/null
+wine reg add "$file_writer_key\\TreatAs" /ve /d "$writer" /f >/dev/null
+run file PASS CaptureToFileTest
+# 3 s at 29.97 frames/s, within 10 %; ffprobe reads the whole file without a complaint.
+frames=$(ffprobe -v error -count_frames -select_streams v:0 -show_entries stream=nb_read_frames -of csv=p=0 capture.avi 2>ffprobe.err)
+[ -s ffprobe.err ] && { fail "ffprobe: $(head -n 3 ffprobe.err)"; }
+if [ "${frames:-0}" -ge 81 ] && [ "${frames:-0}" -le 99 ]; then echo "ok: capture.avi holds $frames frames"
+else fail "capture.avi holds '${frames:-no}' frames, not 81 to 99"; fi
 # ---- unregistered again: every key gone, no device ----
 wine regsvr32 /s /u "$dll_win" || fail "regsvr32 /u failed"
 ! registered "$class_key" && ! registered "$instance_key" || fail "unregistration left keys behind"
