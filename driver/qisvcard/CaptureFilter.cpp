@@ -5,15 +5,13 @@
 
 namespace qisvcard {
 
-using Lock = std::lock_guard<std::recursive_mutex>;
-
 namespace {
 constexpr wchar_t kCaptureName[] = L"Capture";
 constexpr wchar_t kPreviewName[] = L"Preview";
 } // namespace
 
 CaptureFilter::CaptureFilter(Card card)
-    : description_(std::move(card)), card_(description_.filter), tuner_(*static_cast<IBaseFilter*>(this), card_),
+    : FilterBase(kCardClsid, AM_FILTER_MISC_FLAGS_IS_SOURCE), description_(std::move(card)), card_(description_.filter), tuner_(*static_cast<IBaseFilter*>(this), card_),
       crossbar_(*static_cast<IBaseFilter*>(this), card_) {
     pins_.push_back(std::make_unique<CapturePin>(*this, kCaptureName, PIN_CATEGORY_CAPTURE, description_.filter.format));
     if (description_.filter.previewPin)
@@ -26,39 +24,25 @@ CaptureFilter::~CaptureFilter() {
     for (auto& pin : pins_) pin->deactivate();
 }
 
-STDMETHODIMP CaptureFilter::QueryInterface(REFIID iid, void** object) {
-    if (!object) return E_POINTER;
-    *object = nullptr;
-    IBaseFilter* filter = this;
-    if (offer(iid, IID_IUnknown, filter, object) || offer(iid, IID_IPersist, filter, object) ||
-        offer(iid, IID_IMediaFilter, filter, object) || offer(iid, IID_IBaseFilter, filter, object) ||
-        offer(iid, IID_IAMFilterMiscFlags, static_cast<IAMFilterMiscFlags*>(this), object))
-        return S_OK;
+bool CaptureFilter::offerOwn(REFIID iid, void** object) {
     if (card_.hasTuner() &&
         (offer(iid, IID_IAMTVTuner, static_cast<IAMTVTuner*>(&tuner_), object) ||
          offer(iid, IID_IAMTuner, static_cast<IAMTuner*>(&tuner_), object)))
-        return S_OK;
-    if (card_.hasCrossbar() && offer(iid, IID_IAMCrossbar, static_cast<IAMCrossbar*>(&crossbar_), object)) return S_OK;
-    return E_NOINTERFACE;
-}
-
-STDMETHODIMP CaptureFilter::GetClassID(CLSID* clsid) {
-    if (!clsid) return E_POINTER;
-    *clsid = kCardClsid;
-    return S_OK;
+        return true;
+    return card_.hasCrossbar() && offer(iid, IID_IAMCrossbar, static_cast<IAMCrossbar*>(&crossbar_), object);
 }
 
 STDMETHODIMP CaptureFilter::Stop() {
-    Lock lock(core_.lock());
+    FilterLock guard(lock());
     for (auto& pin : pins_) pin->deactivate();
-    core_.setState(State_Stopped);
+    setStateLocked(State_Stopped);
     return S_OK;
 }
 
 // A live source has nothing to show while paused: VFW_S_CANT_CUE tells the graph not to wait
 // for a first frame.
 HRESULT CaptureFilter::pauseLocked() {
-    if (core_.state() == State_Stopped) {
+    if (stateLocked() == State_Stopped) {
         for (auto& pin : pins_) {
             const HRESULT hr = pin->activate();
             if (FAILED(hr)) {
@@ -69,31 +53,24 @@ HRESULT CaptureFilter::pauseLocked() {
     } else {
         for (auto& pin : pins_) pin->pause();
     }
-    core_.setState(State_Paused);
+    setStateLocked(State_Paused);
     return VFW_S_CANT_CUE;
 }
 
 STDMETHODIMP CaptureFilter::Pause() {
-    Lock lock(core_.lock());
+    FilterLock guard(lock());
     return pauseLocked();
 }
 
 STDMETHODIMP CaptureFilter::Run(REFERENCE_TIME start) {
-    Lock lock(core_.lock());
-    if (core_.state() == State_Stopped) {
+    FilterLock guard(lock());
+    if (stateLocked() == State_Stopped) {
         const HRESULT hr = pauseLocked();
         if (FAILED(hr)) return hr;
     }
-    for (auto& pin : pins_) pin->run(start, core_.clock());
-    core_.setState(State_Running);
+    for (auto& pin : pins_) pin->run(start, clockLocked());
+    setStateLocked(State_Running);
     return S_OK;
-}
-
-STDMETHODIMP CaptureFilter::GetState(DWORD, FILTER_STATE* state) {
-    if (!state) return E_POINTER;
-    Lock lock(core_.lock());
-    *state = core_.state();
-    return *state == State_Paused ? VFW_S_CANT_CUE : S_OK;
 }
 
 STDMETHODIMP CaptureFilter::EnumPins(IEnumPins** pins) {

@@ -13,7 +13,6 @@
 namespace qisvcard {
 
 using tunekit::ComPtr;
-using FilterLock = std::lock_guard<std::recursive_mutex>;
 
 namespace {
 

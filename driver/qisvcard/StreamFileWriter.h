@@ -5,51 +5,41 @@
 
 #include <string>
 
-#include "ComObject.h"
-#include "FilterCore.h"
+#include "FilterBase.h"
 #include "OutputFile.h"
 #include "WriterPin.h"
 
 namespace qisvcard {
 
-class StreamFileWriter final : public RefCounted, public IBaseFilter, public IFileSinkFilter, public IAMFilterMiscFlags {
+inline constexpr wchar_t kWriterPinName[] = L"in";
+
+class StreamFileWriter final : public FilterBase, public IFileSinkFilter {
 public:
-    StreamFileWriter() : pin_(*this) {}
+    // A renderer, so that the graph waits for its end of stream.
+    StreamFileWriter() : FilterBase(kStreamFileWriterClsid, AM_FILTER_MISC_FLAGS_IS_RENDERER), pin_(*this) {}
 
-    STDMETHODIMP QueryInterface(REFIID iid, void** object) override;
-    STDMETHODIMP_(ULONG) AddRef() override { return addReference(); }
-    STDMETHODIMP_(ULONG) Release() override { return releaseReference(); }
-
-    // IPersist
-    STDMETHODIMP GetClassID(CLSID* clsid) override;
     // IMediaFilter
     STDMETHODIMP Stop() override;
     STDMETHODIMP Pause() override;
     STDMETHODIMP Run(REFERENCE_TIME start) override;
-    STDMETHODIMP GetState(DWORD timeout, FILTER_STATE* state) override;
-    STDMETHODIMP SetSyncSource(IReferenceClock* clock) override { return core_.setSyncSource(clock); }
-    STDMETHODIMP GetSyncSource(IReferenceClock** clock) override { return core_.getSyncSource(clock); }
     // IBaseFilter
     STDMETHODIMP EnumPins(IEnumPins** pins) override;
     STDMETHODIMP FindPin(LPCWSTR id, IPin** pin) override;
-    STDMETHODIMP QueryFilterInfo(FILTER_INFO* info) override { return core_.queryFilterInfo(info); }
-    STDMETHODIMP JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) override { return core_.joinFilterGraph(graph, name); }
-    STDMETHODIMP QueryVendorInfo(LPWSTR*) override { return E_NOTIMPL; }
-    // IFileSinkFilter
+    // IFileSinkFilter, whose IUnknown is the filter's
+    STDMETHODIMP QueryInterface(REFIID iid, void** object) override { return FilterBase::QueryInterface(iid, object); }
+    STDMETHODIMP_(ULONG) AddRef() override { return FilterBase::AddRef(); }
+    STDMETHODIMP_(ULONG) Release() override { return FilterBase::Release(); }
     STDMETHODIMP SetFileName(LPCOLESTR name, const AM_MEDIA_TYPE* type) override;
     STDMETHODIMP GetCurFile(LPOLESTR* name, AM_MEDIA_TYPE* type) override;
-    // IAMFilterMiscFlags: a renderer, so that the graph waits for its end of stream.
-    STDMETHODIMP_(ULONG) GetMiscFlags() override { return AM_FILTER_MISC_FLAGS_IS_RENDERER; }
 
     // For the pin.
-    FilterCore& core() { return core_; }
     OutputFile& file() { return file_; }
     void endOfStream();
 
 private:
+    bool offerOwn(REFIID iid, void** object) override;
     HRESULT pauseLocked();
 
-    FilterCore core_;
     WriterPin pin_;
     OutputFile file_;
     std::wstring fileName_;

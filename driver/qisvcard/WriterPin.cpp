@@ -6,13 +6,6 @@
 #include "StreamFileWriter.h"
 
 namespace qisvcard {
-namespace {
-
-using Lock = std::lock_guard<std::recursive_mutex>;
-constexpr wchar_t kPinName[] = L"in";
-
-} // namespace
-
 STDMETHODIMP WriterPin::QueryInterface(REFIID iid, void** object) {
     if (!object) return E_POINTER;
     *object = nullptr;
@@ -32,9 +25,9 @@ STDMETHODIMP_(ULONG) WriterPin::Release() { return filter_.Release(); }
 
 STDMETHODIMP WriterPin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) {
     if (!connector || !type) return E_POINTER;
-    Lock lock(filter_.core().lock());
+    FilterLock lock(filter_.lock());
     if (peer_) return VFW_E_ALREADY_CONNECTED;
-    if (filter_.core().state() != State_Stopped) return VFW_E_NOT_STOPPED;
+    if (filter_.stateLocked() != State_Stopped) return VFW_E_NOT_STOPPED;
     if (QueryAccept(type) != S_OK) return VFW_E_TYPE_NOT_ACCEPTED;
     peer_ = tunekit::ComPtr<IPin>(connector);
     connected_ = MediaType(*type);
@@ -42,8 +35,8 @@ STDMETHODIMP WriterPin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* 
 }
 
 STDMETHODIMP WriterPin::Disconnect() {
-    Lock lock(filter_.core().lock());
-    if (filter_.core().state() != State_Stopped) return VFW_E_NOT_STOPPED;
+    FilterLock lock(filter_.lock());
+    if (filter_.stateLocked() != State_Stopped) return VFW_E_NOT_STOPPED;
     if (!peer_) return S_FALSE;
     peer_.reset();
     connected_ = MediaType();
@@ -51,16 +44,16 @@ STDMETHODIMP WriterPin::Disconnect() {
 }
 
 STDMETHODIMP WriterPin::ConnectedTo(IPin** pin) {
-    Lock lock(filter_.core().lock());
+    FilterLock lock(filter_.lock());
     return givePeer(peer_, pin);
 }
 
 STDMETHODIMP WriterPin::ConnectionMediaType(AM_MEDIA_TYPE* type) {
-    Lock lock(filter_.core().lock());
+    FilterLock lock(filter_.lock());
     return giveConnectionType(peer_, connected_, type);
 }
 
-STDMETHODIMP WriterPin::QueryPinInfo(PIN_INFO* info) { return describePin(filter_, PINDIR_INPUT, kPinName, info); }
+STDMETHODIMP WriterPin::QueryPinInfo(PIN_INFO* info) { return describePin(filter_, PINDIR_INPUT, kWriterPinName, info); }
 
 STDMETHODIMP WriterPin::QueryDirection(PIN_DIRECTION* direction) {
     if (!direction) return E_POINTER;
@@ -68,7 +61,7 @@ STDMETHODIMP WriterPin::QueryDirection(PIN_DIRECTION* direction) {
     return S_OK;
 }
 
-STDMETHODIMP WriterPin::QueryId(LPWSTR* id) { return copyToTaskMemory(kPinName, id); }
+STDMETHODIMP WriterPin::QueryId(LPWSTR* id) { return copyToTaskMemory(kWriterPinName, id); }
 
 // Bytes of any kind: what they mean is the upstream filter's business.
 STDMETHODIMP WriterPin::QueryAccept(const AM_MEDIA_TYPE* type) {
