@@ -23,10 +23,8 @@ CardState::CardState(const tvsim::FilterSpec& card) : card_(card) {
 
 HRESULT CardState::setMode(AMTunerModeType mode) {
     Lock lock(mutex_);
-    AMTunerModeType wanted = mode;
-    if (wanted == AMTUNER_MODE_DEFAULT) wanted = tuner().tvMode ? AMTUNER_MODE_TV : AMTUNER_MODE_FM_RADIO;
-    const bool available = (wanted == AMTUNER_MODE_TV && tuner().tvMode) || (wanted == AMTUNER_MODE_FM_RADIO && tuner().fmMode);
-    if (!available) return E_INVALIDARG;
+    const auto wanted = static_cast<AMTunerModeType>(tvsim::resolvedTunerMode(tuner(), mode));
+    if (!wanted) return E_INVALIDARG;
     if (wanted != mode_) {
         mode_ = wanted;
         tunedAt_ = Clock::now();

@@ -236,10 +236,8 @@ public:
 
     STDMETHODIMP put_Mode(AMTunerModeType mode) override {
         return call("put_Mode", [&]() -> HRESULT {
-            AMTunerModeType wanted = mode;
-            if (wanted == AMTUNER_MODE_DEFAULT) wanted = tuner().tvMode ? AMTUNER_MODE_TV : AMTUNER_MODE_FM_RADIO;
-            const bool available = (wanted == AMTUNER_MODE_TV && tuner().tvMode) || (wanted == AMTUNER_MODE_FM_RADIO && tuner().fmMode);
-            if (!available) return E_INVALIDARG;
+            const auto wanted = static_cast<AMTunerModeType>(resolvedTunerMode(tuner(), mode));
+            if (!wanted) return E_INVALIDARG;
             if (wanted != mode_) {
                 mode_ = wanted;
                 retune();

@@ -34,4 +34,11 @@ bool tvChannelHasSignal(const TvTunerSpec& tuner, long channel, bool cable) {
     return channels.count(channel) != 0;
 }
 
+long resolvedTunerMode(const TvTunerSpec& tuner, long requested) {
+    constexpr long kDefault = 0, kTv = 1, kFmRadio = 2;
+    const long wanted = requested == kDefault ? (tuner.tvMode ? kTv : kFmRadio) : requested;
+    const bool available = (wanted == kTv && tuner.tvMode) || (wanted == kFmRadio && tuner.fmMode);
+    return available ? wanted : 0;
+}
+
 } // namespace tvsim

@@ -13,6 +13,10 @@ bool fmInBand(const TvTunerSpec& tuner, long rasterHertz);
 // A station is received when the tuner is within 50 kHz of it; 100 kHz off is the next channel.
 bool fmStationReceived(const TvTunerSpec& tuner, long rasterHertz);
 
+// The mode a put_Mode(requested) switches the tuner to, in AMTunerModeType's values (default 0,
+// TV 1, FM radio 2): the default is TV where the tuner has it. 0 when the tuner lacks the mode.
+long resolvedTunerMode(const TvTunerSpec& tuner, long requested);
+
 bool tvChannelInRange(const TvTunerSpec& tuner, long channel);
 bool tvChannelHasSignal(const TvTunerSpec& tuner, long channel, bool cable);
 
