@@ -49,10 +49,26 @@ unsigned long quality(const Bytes& bytes) {
 
 TransportStreamStatistics stats(const Bytes& bytes) { return Mpeg2StreamAnalyzer::analyze(bytes.data(), bytes.size()); }
 
-Bytes dropEvery(const Bytes& stream, std::size_t n) {
+// Damage done to every `every`-th packet of a stream.
+enum class Damage { TransportError, HeaderBitError, Dropped, Truncated };
+
+Bytes damaged(const Bytes& stream, Damage damage, std::size_t every) {
+    std::mt19937 random(42);
     Bytes out;
-    for (std::size_t i = 0; i * kPacket < stream.size(); ++i)
-        if (i % n != n - 1) out.insert(out.end(), stream.begin() + i * kPacket, stream.begin() + (i + 1) * kPacket);
+    for (std::size_t i = 0; i * kPacket < stream.size(); ++i) {
+        Bytes packet(stream.begin() + static_cast<std::ptrdiff_t>(i * kPacket),
+                     stream.begin() + static_cast<std::ptrdiff_t>((i + 1) * kPacket));
+        if (i % every == every - 1) {
+            if (damage == Damage::Dropped) continue;
+            if (damage == Damage::Truncated) packet.resize(120);
+            if (damage == Damage::TransportError) packet[1] |= 0x80;
+            if (damage == Damage::HeaderBitError) {
+                const unsigned bit = random() % 32;
+                packet[bit / 8] ^= static_cast<unsigned char>(1u << (bit % 8));
+            }
+        }
+        out.insert(out.end(), packet.begin(), packet.end());
+    }
     return out;
 }
 
@@ -86,56 +102,33 @@ TEST_F(FfmpegStreamTest, CleanStreamsAreUsable) {
     ASSERT_FALSE(padded_.empty());
     EXPECT_GT(stats(padded_).nullPackets, 0u) << "a constant-rate multiplex is padded";
     EXPECT_GE(quality(padded_), 95u);
-}
-
-TEST_F(FfmpegStreamTest, UncorrectablePacketsLowerTheScore) {
-    Bytes light = programme_;
-    Bytes heavy = programme_;
-    for (std::size_t i = 0; i * kPacket < programme_.size(); ++i) {
-        if (i % 100 == 0) light[i * kPacket + 1] |= 0x80;
-        if (i % 5 == 0) heavy[i * kPacket + 1] |= 0x80;
-    }
-    EXPECT_LT(quality(light), quality(programme_));
-    EXPECT_GT(quality(light), 50u);
-    EXPECT_LE(quality(heavy), 50u);
-}
-
-TEST_F(FfmpegStreamTest, BitErrorsInHeadersLowerTheScore) {
-    std::mt19937 random(42);
-    Bytes damaged = programme_;
-    for (std::size_t i = 0; i * kPacket < damaged.size(); i += 5) {
-        const unsigned bit = random() % 32;
-        damaged[i * kPacket + bit / 8] ^= static_cast<unsigned char>(1u << (bit % 8));
-    }
-    const TransportStreamStatistics s = stats(damaged);
-    EXPECT_GT(s.continuityErrors + s.lostPackets + s.transportErrors + s.malformedPackets, 0u);
-    EXPECT_LE(quality(damaged), 50u);
-}
-
-TEST_F(FfmpegStreamTest, DroppedPacketsBreakContinuity) {
-    const Bytes few = dropEvery(programme_, 200);
-    const Bytes many = dropEvery(programme_, 10);
-    EXPECT_GT(stats(few).continuityErrors, 0u);
-    EXPECT_GT(stats(many).continuityErrors, stats(few).continuityErrors);
-    EXPECT_LT(quality(few), quality(programme_));
-    EXPECT_GT(quality(few), 50u);
-    EXPECT_LE(quality(many), 50u);
-}
-
-TEST_F(FfmpegStreamTest, TruncatedPacketsLoseSync) {
-    Bytes cut;
-    for (std::size_t i = 0; i * kPacket < programme_.size(); ++i) {
-        const auto start = programme_.begin() + static_cast<std::ptrdiff_t>(i * kPacket);
-        cut.insert(cut.end(), start, start + (i % 10 == 9 ? 120 : kPacket));
-    }
-    const TransportStreamStatistics s = stats(cut);
-    EXPECT_GT(s.syncLosses, 0u);
-    EXPECT_LE(quality(cut), 50u);
 
     // A buffer that merely ends inside a packet is no worse than the packets it holds.
     const Bytes shortened(programme_.begin(), programme_.end() - 77);
     EXPECT_EQ(stats(shortened).lostPackets, 0u);
     EXPECT_GE(quality(shortened), 95u);
+}
+
+// Light damage lowers the score but leaves the stream usable (above 50); heavy damage does not.
+TEST_F(FfmpegStreamTest, DamageLowersTheScoreAsAWeakSignalWould) {
+    struct Case {
+        Damage damage;
+        std::size_t lightEvery, heavyEvery;
+    };
+    for (const Case& c : {Case{Damage::TransportError, 100, 5}, Case{Damage::Dropped, 200, 10},
+                          Case{Damage::HeaderBitError, 0, 5}, Case{Damage::Truncated, 0, 10}}) {
+        SCOPED_TRACE(static_cast<int>(c.damage));
+        const Bytes heavy = damaged(programme_, c.damage, c.heavyEvery);
+        const TransportStreamStatistics h = stats(heavy);
+        EXPECT_GT(h.continuityErrors + h.lostPackets + h.transportErrors + h.malformedPackets + h.syncLosses, 0u);
+        EXPECT_LE(quality(heavy), 50u);
+        if (c.damage == Damage::Truncated) EXPECT_GT(h.syncLosses, 0u);
+        if (!c.lightEvery) continue;
+        const Bytes light = damaged(programme_, c.damage, c.lightEvery);
+        EXPECT_LT(quality(light), quality(programme_));
+        EXPECT_GT(quality(light), 50u);
+        if (c.damage == Damage::Dropped) EXPECT_GT(h.continuityErrors, stats(light).continuityErrors);
+    }
 }
 
 } // namespace
