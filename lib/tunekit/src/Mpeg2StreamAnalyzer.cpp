@@ -28,6 +28,33 @@ constexpr double kEmptyMultiplexFactor = 0.1;
 // between two references, so this costs less than damage does.
 constexpr double kNoClockFactor = 0.8;
 
+// The transport packet header (four bytes) and the start of its adaptation field.
+constexpr unsigned char kTransportErrorBit = 0x80; // byte 1
+constexpr unsigned char kPidHighMask = 0x1F;       // byte 1; byte 2 holds the low eight bits
+constexpr unsigned kAdaptationFieldBit = 0x2;      // of adaptation_field_control, byte 3 bits 5-4
+constexpr unsigned kPayloadBit = 0x1;
+constexpr unsigned kControlShift = 4;
+constexpr unsigned kControlMask = 0x3;
+constexpr unsigned char kCounterMaskInHeader = 0x0F; // continuity_counter, byte 3 bits 3-0
+constexpr unsigned kLongestAdaptationWithPayload = 182;
+constexpr unsigned kLongestAdaptationAlone = 183;
+constexpr unsigned char kDiscontinuityFlag = 0x80; // adaptation field flags, byte 5
+constexpr unsigned char kPcrFlag = 0x10;
+constexpr unsigned kShortestFieldWithPcr = 7;
+
+struct Header {
+    bool transportError;
+    unsigned pid;
+    unsigned control; // adaptation_field_control
+    unsigned char counter;
+};
+
+Header readHeader(const unsigned char* packet) {
+    return Header{(packet[1] & kTransportErrorBit) != 0, (static_cast<unsigned>(packet[1] & kPidHighMask) << 8) | packet[2],
+                  (static_cast<unsigned>(packet[3]) >> kControlShift) & kControlMask,
+                  static_cast<unsigned char>(packet[3] & kCounterMaskInHeader)};
+}
+
 // First position at or after `from` that starts a whole packet with a sync byte which the next
 // packet's sync byte confirms (unless that packet would lie past the end). `size` if none.
 std::size_t findSync(const unsigned char* buffer, std::size_t from, std::size_t size) {
@@ -41,6 +68,58 @@ std::size_t findSync(const unsigned char* buffer, std::size_t from, std::size_t 
     return size;
 }
 
+// In sync the next packet is trusted where it should be; otherwise a lone 0x47 in a payload
+// could fake a packet, so the one after it must agree.
+bool startsPacket(const unsigned char* buffer, std::size_t pos, std::size_t size, bool inSync) {
+    return buffer[pos] == kSync && (inSync || pos + kPacket == size || buffer[pos + kPacket] == kSync);
+}
+
+// Skips from `pos` to the next packet, counting what was lost; `size` when none is left.
+// Bytes before the first packet or after the last may be a cut packet, so only whole packet
+// lengths of them count as lost; inside the stream any gap lost at least one.
+std::size_t resynchronise(const unsigned char* buffer, std::size_t pos, std::size_t size, TransportStreamStatistics& stats) {
+    const std::size_t next = findSync(buffer, pos + 1, size);
+    const std::size_t skipped = next - pos;
+    const bool found = next < size;
+    const bool midStream = stats.packets > 0;
+    const std::size_t lost = found && midStream ? (skipped + kPacket - 1) / kPacket : skipped / kPacket;
+    if (midStream || lost > 0) ++stats.syncLosses;
+    stats.lostPackets += static_cast<unsigned long>(lost);
+    return next;
+}
+
+// Reads the adaptation field's flags; false when its length cannot be.
+bool readAdaptationField(const unsigned char* packet, unsigned control, bool& discontinuity, TransportStreamStatistics& stats) {
+    const unsigned length = packet[4];
+    if (length > (control & kPayloadBit ? kLongestAdaptationWithPayload : kLongestAdaptationAlone)) return false;
+    if (length > 0) {
+        discontinuity = (packet[5] & kDiscontinuityFlag) != 0;
+        if ((packet[5] & kPcrFlag) && length >= kShortestFieldWithPcr) ++stats.pcrPackets;
+    }
+    return true;
+}
+
+// Judges a packet's counter against the last one of its PID.
+void checkContinuity(unsigned char& state, const Header& header, bool discontinuity, TransportStreamStatistics& stats) {
+    const auto take = [&] { state = static_cast<unsigned char>(kCounterKnown | header.counter); };
+    if (!(state & kCounterKnown) || discontinuity) return take();
+    const unsigned char last = static_cast<unsigned char>(state & kCounterMask);
+    if (!(header.control & kPayloadBit)) { // without payload the counter must stay where it was
+        if (header.counter != last) {
+            ++stats.continuityErrors;
+            take();
+        }
+        return;
+    }
+    if (header.counter == last) { // a packet may be sent twice; a third copy is an error
+        if (state & kDuplicateSeen) ++stats.continuityErrors;
+        else state = static_cast<unsigned char>(state | kDuplicateSeen);
+        return;
+    }
+    if (header.counter != ((last + 1) & kCounterMask)) ++stats.continuityErrors;
+    take();
+}
+
 } // namespace
 
 TransportStreamStatistics Mpeg2StreamAnalyzer::analyze(const unsigned char* buffer, std::size_t size) {
@@ -50,87 +129,36 @@ TransportStreamStatistics Mpeg2StreamAnalyzer::analyze(const unsigned char* buff
     std::array<unsigned char, kPidCount> counters{};
     std::size_t pos = 0;
     bool inSync = false;
-
     while (size - pos >= kPacket) {
-        // In sync the next packet is trusted where it should be; otherwise a lone 0x47 in a
-        // payload could fake a packet, so the one after it must agree.
-        const bool syncHere = buffer[pos] == kSync &&
-                              (inSync || pos + kPacket == size || buffer[pos + kPacket] == kSync);
-        if (!syncHere) {
-            const std::size_t next = findSync(buffer, pos + 1, size);
-            const std::size_t skipped = next - pos;
-            const bool found = next < size;
-            // Bytes before the first packet, or after the last, may be a cut packet: only
-            // whole packet lengths of them count as lost. Inside the stream any gap lost one.
-            const bool midStream = stats.packets > 0;
-            const std::size_t lost = found && midStream ? (skipped + kPacket - 1) / kPacket : skipped / kPacket;
-            if (midStream || lost > 0) ++stats.syncLosses;
-            stats.lostPackets += static_cast<unsigned long>(lost);
-            if (!found) break;
-            pos = next;
+        if (!startsPacket(buffer, pos, size, inSync)) {
+            pos = resynchronise(buffer, pos, size, stats);
+            if (pos == size) break;
         }
-
         const unsigned char* packet = buffer + pos;
         pos += kPacket;
         inSync = true;
         ++stats.packets;
 
-        const unsigned pid = (static_cast<unsigned>(packet[1] & 0x1F) << 8) | packet[2];
-        const unsigned char counter = static_cast<unsigned char>(packet[3] & kCounterMask);
+        const Header header = readHeader(packet);
         // The demodulator could not correct this packet. Its header is usually still right, so
         // its counter is taken over without judging it: the damage is counted once, here, and
         // a header that was wrong shows up as a continuity error on the next packet.
-        if (packet[1] & 0x80) {
+        if (header.transportError) {
             ++stats.transportErrors;
-            if (pid != kNullPid) counters[pid] = static_cast<unsigned char>(kCounterKnown | counter);
+            if (header.pid != kNullPid) counters[header.pid] = static_cast<unsigned char>(kCounterKnown | header.counter);
             continue;
         }
-        if (pid == kNullPid) {
+        if (header.pid == kNullPid) {
             ++stats.nullPackets;
             continue;
         }
-        const unsigned control = (packet[3] >> 4) & 0x3;
-        if (control == 0) {
+        bool discontinuity = false;
+        if (header.control == 0 ||
+            ((header.control & kAdaptationFieldBit) && !readAdaptationField(packet, header.control, discontinuity, stats))) {
             ++stats.malformedPackets;
             continue;
         }
-
-        bool discontinuity = false;
-        if (control & 0x2) {
-            const unsigned length = packet[4];
-            if (length > (control == 0x2 ? 183u : 182u)) {
-                ++stats.malformedPackets;
-                continue;
-            }
-            if (length > 0) {
-                const unsigned char flags = packet[5];
-                discontinuity = (flags & 0x80) != 0;
-                if ((flags & 0x10) && length >= 7) ++stats.pcrPackets;
-            }
-        }
-
-        unsigned char& state = counters[pid];
-        if (!(state & kCounterKnown) || discontinuity) {
-            state = static_cast<unsigned char>(kCounterKnown | counter);
-            continue;
-        }
-        const unsigned char last = static_cast<unsigned char>(state & kCounterMask);
-        if (!(control & 0x1)) {
-            // Without payload the counter must stay where it was.
-            if (counter != last) {
-                ++stats.continuityErrors;
-                state = static_cast<unsigned char>(kCounterKnown | counter);
-            }
-            continue;
-        }
-        if (counter == last) {
-            // A packet may be sent twice; a third copy is an error.
-            if (state & kDuplicateSeen) ++stats.continuityErrors;
-            else state = static_cast<unsigned char>(state | kDuplicateSeen);
-            continue;
-        }
-        if (counter != ((last + 1) & kCounterMask)) ++stats.continuityErrors;
-        state = static_cast<unsigned char>(kCounterKnown | counter);
+        checkContinuity(counters[header.pid], header, discontinuity, stats);
     }
     return stats;
 }
