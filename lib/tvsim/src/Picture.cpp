@@ -23,8 +23,6 @@ void drawCentred(HDC dc, RECT area, const std::wstring& text, COLORREF foregroun
 
 // Seven bars at 75 % over a strip of their mirror, as a studio test signal looks.
 void colourBars(HDC dc, const RECT& area) {
-    static const COLORREF bars[] = {RGB(191, 191, 191), RGB(191, 191, 0), RGB(0, 191, 191), RGB(0, 191, 0),
-                                    RGB(191, 0, 191),   RGB(191, 0, 0),   RGB(0, 0, 191)};
     static const COLORREF strip[] = {RGB(0, 0, 191), RGB(19, 19, 19),   RGB(191, 0, 191), RGB(19, 19, 19),
                                      RGB(0, 191, 191), RGB(19, 19, 19), RGB(191, 191, 191)};
     const long width = area.right - area.left;
@@ -33,7 +31,8 @@ void colourBars(HDC dc, const RECT& area) {
     for (long i = 0; i < 7; ++i) {
         const long left = area.left + width * i / 7;
         const long right = area.left + width * (i + 1) / 7;
-        fillArea(dc, RECT{left, area.top, right, split}, bars[i]);
+        const BarColour& bar = kColourBars[i];
+        fillArea(dc, RECT{left, area.top, right, split}, RGB(bar.r, bar.g, bar.b));
         fillArea(dc, RECT{left, split, right, area.bottom}, strip[i]);
     }
 }

@@ -1,0 +1,97 @@
+#pragma once
+// The AVI mux: interleaves what its inputs receive into an AVI stream, which the file writer
+// downstream asks it for.
+
+#include <cstdio>
+#include <cstring>
+#include <tuple>
+#include <utility>
+
+#include "AviFile.h"
+#include "SystemFilters.h"
+
+namespace tvsim {
+
+// Interleaves what its inputs receive into an AVI stream. It starts with one input and adds the
+// next as soon as every input is connected.
+class AviMux final : public PinSetFilter {
+public:
+    AviMux() : PinSetFilter("AviMux", CLSID_AviDest) {
+        addInput();
+        listPin("AVI Out", PINDIR_OUTPUT, {makeType(MEDIATYPE_Stream, MEDIASUBTYPE_Avi, GUID_NULL)});
+    }
+
+    // The AVI file of the recording so far (or of the last one, once stopped).
+    bool writeRecording(std::FILE* file) const {
+        std::vector<AviStream> streams;
+        for (SimPin* pin : listedPins()) {
+            if (pin->direction() != PINDIR_INPUT || !pin->isConnected()) continue;
+            const MediaType& type = pin->connectionType();
+            AviStream stream;
+            if (type.major == MEDIATYPE_Video && type.format.size() >= sizeof(VIDEOINFOHEADER)) {
+                VIDEOINFOHEADER header;
+                std::memcpy(&header, type.format.data(), sizeof(header));
+                stream.bitmap = header.bmiHeader;
+                stream.frameTime = header.AvgTimePerFrame;
+                stream.layout = type.subtype == MEDIASUBTYPE_UYVY    ? PixelLayout::Uyvy
+                                : type.subtype == MEDIASUBTYPE_RGB24 ? PixelLayout::Rgb24
+                                : type.subtype == MEDIASUBTYPE_RGB32 ? PixelLayout::Rgb32
+                                                                     : PixelLayout::Yuy2;
+                // The subtype decides how the frames are laid out; the header is made to agree.
+                static const std::pair<WORD, DWORD> kBits[] = {{16, MAKEFOURCC('Y', 'U', 'Y', '2')},
+                                                               {16, MAKEFOURCC('U', 'Y', 'V', 'Y')}, {24, BI_RGB}, {32, BI_RGB}};
+                std::tie(stream.bitmap.biBitCount, stream.bitmap.biCompression) = kBits[static_cast<int>(stream.layout)];
+                const LONG height = stream.bitmap.biHeight < 0 ? -stream.bitmap.biHeight : stream.bitmap.biHeight;
+                if (stream.bitmap.biWidth <= 0 || stream.bitmap.biWidth > 8192 || height == 0 || height > 8192) continue;
+                const PictureSource* source = upstreamPicture(*pin);
+                stream.picture = source && source->hasPicture();
+            } else if (type.major == MEDIATYPE_Audio && type.format.size() >= sizeof(PCMWAVEFORMAT)) {
+                stream.video = false;
+                std::memcpy(&stream.wave, type.format.data(), sizeof(PCMWAVEFORMAT));
+            } else {
+                continue;
+            }
+            streams.push_back(stream);
+        }
+        return writeAvi(file, std::move(streams), recorded());
+    }
+
+protected:
+    void refreshPins() override {
+        for (SimPin* pin : listedPins())
+            if (pin->direction() == PINDIR_INPUT && !pin->isConnected()) return;
+        addInput();
+    }
+
+    void stateChanged(FILTER_STATE from, FILTER_STATE to) override {
+        const REFERENCE_TIME now = Simulation::current().elapsed().count() / 100;
+        if (from == State_Stopped) recorded_ = 0;
+        if (from == State_Running) recorded_ += now - runningSince_;
+        if (to == State_Running) runningSince_ = now;
+    }
+
+private:
+    REFERENCE_TIME recorded() const {
+        REFERENCE_TIME total = recorded_;
+        if (state() == State_Running) total += Simulation::current().elapsed().count() / 100 - runningSince_;
+        return total;
+    }
+
+    void addInput() {
+        std::vector<MediaType> accepted;
+        for (const GUID* subtype : {&MEDIASUBTYPE_YUY2, &MEDIASUBTYPE_UYVY, &MEDIASUBTYPE_RGB24, &MEDIASUBTYPE_RGB32})
+            accepted.push_back(makeType(MEDIATYPE_Video, *subtype, FORMAT_VideoInfo));
+        accepted.push_back(makeType(MEDIATYPE_Audio, MEDIASUBTYPE_PCM, FORMAT_WaveFormatEx));
+        char name[16];
+        std::snprintf(name, sizeof(name), "Input %02u", ++inputs_);
+        // Inputs are listed before the output, as the system mux lists them.
+        listPin(name, PINDIR_INPUT, std::move(accepted), nullptr, listedPin("AVI Out"));
+    }
+
+    unsigned inputs_ = 0;
+    REFERENCE_TIME recorded_ = 0;
+    REFERENCE_TIME runningSince_ = 0;
+};
+
+
+} // namespace tvsim
