@@ -447,6 +447,50 @@ FaultRule readFault(const Node& node) {
 
 } // namespace
 
+ConverterSpec readConverter(const Node& item) {
+    item.allowOnly({"name", "input", "output"});
+    ConverterSpec converter;
+    converter.name = item.required("name").text();
+    converter.input = item.required("input").text();
+    converter.output = item.required("output").text();
+    for (const char* key : {"input", "output"})
+        if (!isKnownMediaTypeName(item.required(key).text())) item.required(key).fail("unknown media type (known: " + knownMediaTypeNames() + ")");
+    return converter;
+}
+
+// A tuning space whose unique name none of `earlier` has.
+TuningSpaceSpec readTuningSpace(const Node& item, const std::vector<TuningSpaceSpec>& earlier) {
+    item.allowOnly({"uniqueName", "friendlyName", "kind", "inputType"});
+    TuningSpaceSpec space;
+    space.uniqueName = item.required("uniqueName").text();
+    for (const auto& other : earlier)
+        if (other.uniqueName == space.uniqueName) item.required("uniqueName").fail("another tuning space has that name");
+    space.friendlyName = space.uniqueName;
+    readIf(item, "friendlyName", space.friendlyName, [](const Node& n) { return n.text(); });
+    readIf(item, "kind", space.kind, [](const Node& n) {
+        const qis::String kind = n.text();
+        if (kind != "ATSC" && kind != "DVB-T" && kind != "DVB-C") n.fail("expected ATSC, DVB-T or DVB-C");
+        return kind;
+    });
+    readIf(item, "inputType", space.inputType, [](const Node& n) {
+        const qis::String type = n.text();
+        if (type != "cable" && type != "antenna") n.fail("expected cable or antenna");
+        return type == "cable" ? 0L : 1L;
+    });
+    return space;
+}
+
+// The key of a frequency map: a telephone calling code.
+unsigned long countryCodeKey(const std::string& key, const Node& node) {
+    try {
+        std::size_t used = 0;
+        const unsigned long code = std::stoul(key, &used, 10);
+        if (used == key.size() && code != 0) return code;
+    } catch (const std::exception&) {
+    }
+    node.fail("expected a country code (a telephone calling code such as 49) as the key");
+}
+
 std::vector<TuningSpaceSpec> defaultTuningSpaces() {
     // A North American system's container as it comes; the fourth entry is a cable ATSC space.
     return {{"ATSC", "ATSC Digital Antenna TV", "ATSC", 1},
@@ -485,52 +529,15 @@ Scenario parseScenario(const std::string& text, const qis::String& origin) {
             }
         }
     }
-    if (auto converters = root.field("converters")) {
-        for (const auto& item : converters->items()) {
-            item.allowOnly({"name", "input", "output"});
-            ConverterSpec converter;
-            converter.name = item.required("name").text();
-            converter.input = item.required("input").text();
-            converter.output = item.required("output").text();
-            for (const char* key : {"input", "output"})
-                if (!isKnownMediaTypeName(item.required(key).text())) item.required(key).fail("unknown media type (known: " + knownMediaTypeNames() + ")");
-            scenario.converters.push_back(converter);
-        }
-    }
+    if (auto converters = root.field("converters"))
+        for (const auto& item : converters->items()) scenario.converters.push_back(readConverter(item));
     if (auto spaces = root.field("tuningSpaces")) {
         scenario.tuningSpaces.clear();
-        for (const auto& item : spaces->items()) {
-            item.allowOnly({"uniqueName", "friendlyName", "kind", "inputType"});
-            TuningSpaceSpec space;
-            space.uniqueName = item.required("uniqueName").text();
-            for (const auto& other : scenario.tuningSpaces)
-                if (other.uniqueName == space.uniqueName) item.required("uniqueName").fail("another tuning space has that name");
-            space.friendlyName = space.uniqueName;
-            readIf(item, "friendlyName", space.friendlyName, [](const Node& n) { return n.text(); });
-            readIf(item, "kind", space.kind, [](const Node& n) {
-                const qis::String kind = n.text();
-                if (kind != "ATSC" && kind != "DVB-T" && kind != "DVB-C") n.fail("expected ATSC, DVB-T or DVB-C");
-                return kind;
-            });
-            readIf(item, "inputType", space.inputType, [](const Node& n) {
-                const qis::String type = n.text();
-                if (type != "cable" && type != "antenna") n.fail("expected cable or antenna");
-                return type == "cable" ? 0L : 1L;
-            });
-            scenario.tuningSpaces.push_back(space);
-        }
+        for (const auto& item : spaces->items()) scenario.tuningSpaces.push_back(readTuningSpace(item, scenario.tuningSpaces));
     }
     if (auto maps = root.field("frequencyMaps")) {
         for (const auto& [key, node] : maps->members()) {
-            unsigned long code = 0;
-            try {
-                std::size_t used = 0;
-                code = std::stoul(key, &used, 10);
-                if (used != key.size() || code == 0) throw std::invalid_argument("code");
-            } catch (const std::exception&) {
-                node.fail("expected a country code (a telephone calling code such as 49) as the key");
-            }
-            auto& list = scenario.frequencyMaps[code];
+            auto& list = scenario.frequencyMaps[countryCodeKey(key, node)];
             for (const auto& f : node.items()) list.push_back(static_cast<unsigned long>(positive(f)));
         }
     }
