@@ -635,15 +635,6 @@ TEST_F(BuilderFilters, TheSmartTeeOffersItsInputsTypeOnlyOnceTheInputIsConnected
     EXPECT_THAT(offeredSubtypes(pinOf(tee.get(), L"Preview").get()), ElementsAre(MEDIASUBTYPE_YUY2));
 }
 
-TEST_F(BuilderFilters, TheAviMuxGrowsAnInputForEachOneConnected) {
-    addCapture({smallVideo()});
-    auto mux = create<IBaseFilter>(CLSID_AviDest);
-    ASSERT_EQ(graph->AddFilter(mux.get(), L"Mux"), S_OK);
-    EXPECT_THAT(pinNames(mux.get()), ElementsAre("Input 01", "AVI Out"));
-    ASSERT_EQ(graph->Connect(capture->pin("Capture"), pinOf(mux.get(), L"Input 01").get()), S_OK);
-    EXPECT_THAT(pinNames(mux.get()), ElementsAre("Input 01", "Input 02", "AVI Out"));
-}
-
 TEST_F(BuilderFilters, TheDemultiplexerMakesMapsAndDeletesNamedOutputPins) {
     auto demux = create<IBaseFilter>(CLSID_MPEG2Demultiplexer);
     ComPtr<IMpeg2Demultiplexer> control;

@@ -514,61 +514,6 @@ TEST_F(CaptureFilter, UnknownKeyGivesNoFilter) {
     EXPECT_FALSE(createScenarioFilter(simulation(), "no such filter", kName));
 }
 
-// ---- the built-in card ----------------------------------------------------------------------
-
-class CaptureFilterHybrid : public CaptureFilter {
-protected:
-    void SetUp() override { load("", "hybridCapture", *builtInScenarioText(kDefaultScenario)); }
-
-    bool routeTunerInput() {
-        LONG outputs = 0, inputs = 0;
-        crossbar_->get_PinCounts(&outputs, &inputs);
-        for (LONG i = 0; i < inputs; ++i) {
-            LONG related = 0, type = 0;
-            crossbar_->get_CrossbarPinInfo(TRUE, i, &related, &type);
-            if (type != PhysConn_Video_Tuner) continue;
-            for (LONG o = 0; o < outputs; ++o)
-                if (crossbar_->CanRoute(o, i) == S_OK && SUCCEEDED(crossbar_->Route(o, i))) return true;
-        }
-        return false;
-    }
-};
-
-TEST_F(CaptureFilterHybrid, TvScanFindsPicturesOnBothInputs) {
-    ASSERT_TRUE(tuner_ && crossbar_);
-    ASSERT_TRUE(routeTunerInput());
-    const ComPtr<IPin> capture = pinNamed(filter_.get(), L"Capture");
-    ASSERT_TRUE(capture && pinNamed(filter_.get(), L"Preview"));
-    EXPECT_EQ(typesOf(capture.get()).at(0).major, MEDIATYPE_Video);
-    ASSERT_EQ(tuner_->put_Mode(AMTUNER_MODE_TV), S_OK);
-    std::vector<long> antenna, cable;
-    for (long channel = 1; channel <= 158; ++channel) {
-        for (const TunerInputType input : {TunerInputAntenna, TunerInputCable}) {
-            ASSERT_EQ(tuner_->put_InputType(0, input), S_OK);
-            ASSERT_EQ(tuner_->put_Channel(channel, -1, -1), S_OK);
-            if (signal() == AMTUNER_SIGNALPRESENT) {
-                (input == TunerInputCable ? cable : antenna).push_back(channel);
-                EXPECT_TRUE(picture().hasPicture());
-            }
-        }
-    }
-    EXPECT_FALSE(antenna.empty());
-    EXPECT_FALSE(cable.empty());
-    EXPECT_NE(antenna, cable);
-}
-
-TEST_F(CaptureFilterHybrid, RadioScanFindsAStationWhicheverTenthItStartsOn) {
-    ASSERT_EQ(tuner_->put_Mode(AMTUNER_MODE_FM_RADIO), S_OK);
-    for (const double start : {87.5, 88.0, 88.1}) {
-        bool found = false;
-        for (double f = start; !found && 108.0 + 0.00001 > f; f += 0.2) {
-            ASSERT_EQ(tuner_->put_Channel(static_cast<long>(f * 1000000), -1, -1), S_OK) << f;
-            found = signal() == AMTUNER_SIGNALPRESENT;
-        }
-        EXPECT_TRUE(found) << "scan from " << start;
-    }
-}
-
 // ---- scenario keys of the card --------------------------------------------------------------
 
 std::string loadError(const std::string& filter) {
