@@ -84,10 +84,8 @@ STDMETHODIMP CapturePin::Connect(IPin* receiver, const AM_MEDIA_TYPE* type) {
         if ((!type || completes(*type, own.get())) && SUCCEEDED(attempt(receiver, own.get()))) return S_OK;
     ComPtr<IEnumMediaTypes> theirs;
     if (SUCCEEDED(receiver->EnumMediaTypes(theirs.put()))) {
-        AM_MEDIA_TYPE* proposed = nullptr;
-        while (theirs->Next(1, &proposed, nullptr) == S_OK) {
-            const MediaType candidate(*proposed);
-            deleteMediaType(proposed);
+        for (tunekit::MediaTypePtr proposed; theirs->Next(1, proposed.put(), nullptr) == S_OK;) {
+            const MediaType candidate(*proposed.get());
             if (type && !completes(*type, candidate.get())) continue;
             if (findOffered(typesToOffer(), candidate.get()) && SUCCEEDED(attempt(receiver, candidate.get()))) return S_OK;
         }
@@ -144,7 +142,7 @@ HRESULT CapturePin::decideAllocator() {
         return S_OK;
     }
     allocator.reset();
-    HRESULT hr = CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_INPROC_SERVER, IID_IMemAllocator, allocator.putVoid());
+    HRESULT hr = CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(allocator.put()));
     if (SUCCEEDED(hr)) hr = sizeBuffers(*allocator.get(), wanted, frameBytes);
     if (SUCCEEDED(hr)) hr = input_->NotifyAllocator(allocator.get(), FALSE);
     if (SUCCEEDED(hr)) allocator_ = allocator;

@@ -124,18 +124,4 @@ bool completes(const AM_MEDIA_TYPE& partial, const AM_MEDIA_TYPE& offered) {
            agree(partial.formattype, offered.formattype);
 }
 
-void freeMediaType(AM_MEDIA_TYPE& type) {
-    if (type.cbFormat && type.pbFormat) CoTaskMemFree(type.pbFormat);
-    type.cbFormat = 0;
-    type.pbFormat = nullptr;
-    if (type.pUnk) type.pUnk->Release();
-    type.pUnk = nullptr;
-}
-
-void deleteMediaType(AM_MEDIA_TYPE* type) {
-    if (!type) return;
-    freeMediaType(*type);
-    CoTaskMemFree(type);
-}
-
 } // namespace qisvcard

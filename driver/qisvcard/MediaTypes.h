@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "tunekit/ComOwners.h"
 #include "tunekit/DirectShow.h"
 #include "tvsim/Scenario.h"
 
@@ -36,7 +37,7 @@ const MediaType* findOffered(const std::vector<MediaType>& offered, const AM_MED
 // Whether `type` is partial (GUID_NULL fields) and `offered` fills it in.
 bool completes(const AM_MEDIA_TYPE& partial, const AM_MEDIA_TYPE& offered);
 
-void freeMediaType(AM_MEDIA_TYPE& type);
-void deleteMediaType(AM_MEDIA_TYPE* type);
+using tunekit::deleteMediaType;
+using tunekit::freeMediaType;
 
 } // namespace qisvcard

@@ -47,7 +47,7 @@ HRESULT writeText(IPropertyBag& bag, const wchar_t* name, const qis::String& tex
 
 HRESULT registerDevice(const Card& card) {
     ComPtr<IFilterMapper2> mapper;
-    HRESULT hr = CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER, IID_IFilterMapper2, mapper.putVoid());
+    HRESULT hr = CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(mapper.put()));
     if (FAILED(hr)) return hr;
 
     REGPINTYPES types[] = {{&MEDIATYPE_Video, &MEDIASUBTYPE_RGB24}, {&MEDIATYPE_Video, &MEDIASUBTYPE_YUY2}};
@@ -74,7 +74,7 @@ HRESULT registerDevice(const Card& card) {
     if (!moniker) return E_UNEXPECTED;
 
     ComPtr<IPropertyBag> bag;
-    hr = moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag, bag.putVoid());
+    hr = moniker->BindToStorage(nullptr, nullptr, IID_PPV_ARGS(bag.put()));
     if (SUCCEEDED(hr) && !card.description.isEmpty()) hr = writeText(*bag.get(), kDescription, card.description);
     if (SUCCEEDED(hr) && !card.devicePath.isEmpty()) hr = writeText(*bag.get(), kDevicePath, card.devicePath);
     return hr;
@@ -82,7 +82,7 @@ HRESULT registerDevice(const Card& card) {
 
 void unregisterDevice() {
     ComPtr<IFilterMapper2> mapper;
-    if (SUCCEEDED(CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER, IID_IFilterMapper2, mapper.putVoid())))
+    if (SUCCEEDED(CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(mapper.put()))))
         mapper->UnregisterFilter(&CLSID_VideoInputDeviceCategory, instanceName().c_str(), kCardClsid);
 }
 

@@ -75,7 +75,7 @@ STDMETHODIMP StreamFileWriter::GetCurFile(LPOLESTR* name, AM_MEDIA_TYPE* type) {
 void StreamFileWriter::endOfStream() {
     FilterLock guard(lock());
     tunekit::ComPtr<IMediaEventSink> events;
-    if (graphLocked() && SUCCEEDED(graphLocked()->QueryInterface(IID_IMediaEventSink, events.putVoid())))
+    if (graphLocked() && SUCCEEDED(graphLocked()->QueryInterface(IID_PPV_ARGS(events.put()))))
         events->Notify(EC_COMPLETE, S_OK, reinterpret_cast<LONG_PTR>(static_cast<IBaseFilter*>(this)));
 }
 

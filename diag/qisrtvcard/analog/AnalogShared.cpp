@@ -2,14 +2,14 @@
 
 #include "analog/GraphHandles.h"
 #include "analog/SampleCaptureGraphBuilder.h"
+#include "frame/Catalogue.h"
 #include "qis/System.h"
 
 namespace qisrtvcard {
 
 void routeCrossbarToTuner() {
     tunekit::ComPtr<IAMCrossbar> crossbar;
-    if (FAILED(g_captureBuilder->FindInterface(&PIN_CATEGORY_CAPTURE, nullptr, g_captureFilter.get(), IID_IAMCrossbar,
-                                               crossbar.putVoid())) ||
+    if (FAILED(g_captureBuilder->FindInterface(&PIN_CATEGORY_CAPTURE, nullptr, g_captureFilter.get(), IID_PPV_ARGS(crossbar.put()))) ||
         !crossbar)
         return;
     long outputs = 0, inputs = 0;
@@ -22,6 +22,25 @@ void routeCrossbarToTuner() {
         for (long output = 0; output < outputs && !routed; ++output)
             if (crossbar->CanRoute(output, input) == S_OK) routed = SUCCEEDED(crossbar->Route(output, input));
     }
+}
+
+mirt5::TestResult hardwareNotSupported(Caller where) {
+    mirt5::DiagModule::warning(WarningHardwareDoesNotSupportAnalogTVCapture, kSourceFile, lineOf(where));
+    mirt5::DiagModule::percentDone(100);
+    return mirt5::TestResult::NOTSUPPORTED();
+}
+
+mirt5::TestResult attachAnalogTuner() {
+    if (!g_captureFilter) return hardwareNotSupported();
+    if (FAILED(g_graphManager->AddFilter(g_captureFilter.get(), L"Video Capture"))) {
+        g_captureFilter.reset();
+        return hardwareNotSupported();
+    }
+    if (FAILED(g_captureBuilder->FindInterface(&PIN_CATEGORY_CAPTURE, nullptr, g_captureFilter.get(), IID_PPV_ARGS(g_tvTuner.put()))) ||
+        !g_tvTuner)
+        return hardwareNotSupported();
+    routeCrossbarToTuner();
+    return mirt5::TestResult::PASS();
 }
 
 void drainMessages() {

@@ -36,7 +36,7 @@ mirt5::TestResult deviceNotFound(const char* error, Caller where = Caller::curre
 mirt5::TestResult FindCaptureDevice(const mirt5::DiagDevice& device, const GUID& category) {
     QISRTV_TRACE("FindCaptureDevice");
     ComPtr<ICreateDevEnum> devices;
-    if (FAILED(createInstance(CLSID_SystemDeviceEnum, nullptr, CLSCTX_INPROC_SERVER, IID_ICreateDevEnum, devices.putVoid())))
+    if (FAILED(createInstance(CLSID_SystemDeviceEnum, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(devices.put()))))
         return deviceNotFound(kNoDeviceEnumerator);
     ComPtr<IEnumMoniker> monikers;
     if (FAILED(devices->CreateClassEnumerator(category, monikers.put(), 0))) return deviceNotFound(kNoClassEnumerator);
@@ -45,7 +45,7 @@ mirt5::TestResult FindCaptureDevice(const mirt5::DiagDevice& device, const GUID&
     qis::HashTable<bool> seen(kSeenNameBuckets);
     for (ComPtr<IMoniker> moniker; monikers->Next(1, moniker.put(), nullptr) == S_OK;) {
         ComPtr<IPropertyBag> bag;
-        if (FAILED(moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag, bag.putVoid()))) continue;
+        if (FAILED(moniker->BindToStorage(nullptr, nullptr, IID_PPV_ARGS(bag.put())))) continue;
         const qis::String target = device.property("AnalogFriendlyName").valueRef().toString();
         const qis::String& description = device.description();
 
@@ -63,7 +63,7 @@ mirt5::TestResult FindCaptureDevice(const mirt5::DiagDevice& device, const GUID&
             found = filterDescription == description;
         }
         if (!found) continue;
-        if (FAILED(moniker->BindToObject(nullptr, nullptr, IID_IBaseFilter, g_captureFilter.putVoid()))) {
+        if (FAILED(moniker->BindToObject(nullptr, nullptr, IID_PPV_ARGS(g_captureFilter.put())))) {
             mirt5::DiagModule::warning(WarningHardwareDoesNotSupportAnalogTVCapture, kSourceFile, __LINE__);
             return mirt5::TestResult::NOTSUPPORTED();
         }

@@ -4,6 +4,7 @@
 #include "frame/Catalogue.h"
 #include "frame/ComFactory.h"
 #include "frame/Trace.h"
+#include "tunekit/SmartCoInitialize.h"
 
 namespace qisrtvcard {
 namespace {
@@ -25,13 +26,12 @@ mirt5::TestResult graphNotCreated(const char* error, Caller where = Caller::curr
 // CoUninitialize, undone.
 mirt5::TestResult setupCaptureGraph() {
     QISRTV_TRACE("setupCaptureGraph");
-    if (FAILED(initializeCom(COINIT_APARTMENTTHREADED))) {
+    if (FAILED(tunekit::initializeCom(COINIT_APARTMENTTHREADED))) {
         WarningWindowSetupProblem->setVariable("error", kCoInitializeFailed);
         mirt5::DiagModule::warning(WarningWindowSetupProblem, kSourceFile, __LINE__);
         return mirt5::TestResult::INTERNALERROR();
     }
-    if (FAILED(createInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER | CLSCTX_INPROC_HANDLER, IID_IGraphBuilder,
-                              g_graphManager.putVoid())))
+    if (FAILED(createInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER | CLSCTX_INPROC_HANDLER, IID_PPV_ARGS(g_graphManager.put()))))
         return graphNotCreated(kFilterGraphFailed);
     g_captureBuilder = std::make_unique<ISampleCaptureGraphBuilder>();
     if (FAILED(g_graphManager.as(g_mediaControl))) return graphNotCreated(kMediaControlFailed);

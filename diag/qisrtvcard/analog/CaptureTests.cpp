@@ -5,7 +5,8 @@
 #include "analog/GraphHandles.h"
 #include "analog/SampleCaptureGraphBuilder.h"
 #include "frame/Catalogue.h"
-#include "frame/Services.h"
+#include "frame/MediaCenter.h"
+#include "frame/GraphServices.h"
 #include "frame/TestEntries.h"
 #include "frame/Trace.h"
 #include "qis/FileSystem.h"
@@ -54,8 +55,7 @@ TestResult startGraphStep(const mirt5::DiagDevice& device, GraphStep step) {
         return TestResult::FAIL();
     }
     if (device.intersectCapability(mirt5::DeviceCapability::AnalogTVTuner()) &&
-        SUCCEEDED(g_captureBuilder->FindInterface(&PIN_CATEGORY_CAPTURE, nullptr, g_captureFilter.get(), IID_IAMTVTuner,
-                                                  g_tvTuner.putVoid())) &&
+        SUCCEEDED(g_captureBuilder->FindInterface(&PIN_CATEGORY_CAPTURE, nullptr, g_captureFilter.get(), IID_PPV_ARGS(g_tvTuner.put()))) &&
         g_tvTuner)
         g_tvTuner->put_Mode(AMTUNER_MODE_TV);
     routeCrossbarToTuner();
@@ -131,7 +131,7 @@ HRESULT renderToFile(IBaseFilter* mux, IFileSinkFilter* sink) {
     if (SUCCEEDED(hr) || !sink) return hr;
     sink->SetFileName(kCaptureFile, nullptr);
     ComPtr<IBaseFilter> sinkFilter;
-    hr = sink->QueryInterface(IID_IBaseFilter, sinkFilter.putVoid());
+    hr = sink->QueryInterface(IID_PPV_ARGS(sinkFilter.put()));
     if (FAILED(hr)) return hr;
     return g_captureBuilder->RenderStream(&PIN_CATEGORY_CAPTURE, &MEDIATYPE_Stream, g_captureFilter.get(), nullptr, sinkFilter.get());
 }

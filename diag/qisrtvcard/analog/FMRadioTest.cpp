@@ -79,12 +79,6 @@ TestResult scanBand() {
     }
 }
 
-TestResult hardwareNotSupported(Caller where = Caller::current()) {
-    DiagModule::warning(WarningHardwareDoesNotSupportAnalogTVCapture, kSourceFile, lineOf(where));
-    DiagModule::percentDone(100);
-    return TestResult::NOTSUPPORTED();
-}
-
 TestResult graphFailed(const qis::String& error, Caller where = Caller::current()) {
     ErrorCreatingFilterGraph->setVariable("error", error);
     DiagModule::error(ErrorCreatingFilterGraph, kSourceFile, lineOf(where));
@@ -94,16 +88,7 @@ TestResult graphFailed(const qis::String& error, Caller where = Caller::current(
 
 TestResult runFmTest() {
     DiagModule::percentDone(0);
-    if (!g_captureFilter) return hardwareNotSupported();
-    if (FAILED(g_graphManager->AddFilter(g_captureFilter.get(), L"Video Capture"))) {
-        g_captureFilter.reset();
-        return hardwareNotSupported();
-    }
-    if (FAILED(g_captureBuilder->FindInterface(&PIN_CATEGORY_CAPTURE, nullptr, g_captureFilter.get(), IID_IAMTVTuner,
-                                               g_tvTuner.putVoid())) ||
-        !g_tvTuner)
-        return hardwareNotSupported();
-    routeCrossbarToTuner();
+    if (const TestResult attached = attachAnalogTuner(); attached != TestResult::PASS()) return attached;
     if (FAILED(g_tvTuner->put_Mode(AMTUNER_MODE_FM_RADIO))) return graphFailed(kModeFailed);
     if (FAILED(g_mediaControl->Run())) return graphFailed(ErrorRunFailed->localizedString());
     g_playState = State_Running;

@@ -26,14 +26,14 @@ AM_MEDIA_TYPE pinType(const GUID& major, const GUID& subtype) {
 
 HRESULT fullInterleaving(IBaseFilter* multiplexer) {
     ComPtr<IConfigInterleaving> interleaving;
-    const HRESULT hr = multiplexer->QueryInterface(IID_IConfigInterleaving, interleaving.putVoid());
+    const HRESULT hr = multiplexer->QueryInterface(IID_PPV_ARGS(interleaving.put()));
     return SUCCEEDED(hr) ? interleaving->put_Mode(INTERLEAVE_FULL) : hr;
 }
 
 } // namespace
 
 ISampleCaptureGraphBuilder::ISampleCaptureGraphBuilder() {
-    createInstance(CLSID_CaptureGraphBuilder2, nullptr, CLSCTX_ALL, IID_ICaptureGraphBuilder2, inner_.putVoid());
+    createInstance(CLSID_CaptureGraphBuilder2, nullptr, CLSCTX_ALL, IID_PPV_ARGS(inner_.put()));
 }
 
 ISampleCaptureGraphBuilder::~ISampleCaptureGraphBuilder() = default;
@@ -83,9 +83,9 @@ HRESULT ISampleCaptureGraphBuilder::addAviWriter(LPCOLESTR file, IBaseFilter** m
     ComPtr<IBaseFilter> multiplexer, writer;
     ComPtr<IFileSinkFilter> fileSink;
     ComPtr<IPin> muxOutput, writerInput;
-    hr = createInstance(CLSID_AviDest, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, multiplexer.putVoid());
+    hr = createInstance(CLSID_AviDest, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(multiplexer.put()));
     if (SUCCEEDED(hr)) hr = fullInterleaving(multiplexer.get());
-    if (SUCCEEDED(hr)) hr = createInstance(CLSID_FileWriter, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, writer.putVoid());
+    if (SUCCEEDED(hr)) hr = createInstance(CLSID_FileWriter, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(writer.put()));
     if (SUCCEEDED(hr)) hr = writer.as(fileSink);
     if (SUCCEEDED(hr)) hr = fileSink->SetFileName(file, nullptr);
     if (SUCCEEDED(hr)) hr = graph->AddFilter(multiplexer.get(), kMuxName);
@@ -124,7 +124,7 @@ HRESULT ISampleCaptureGraphBuilder::renderMpeg2Stream(IUnknown* source, IBaseFil
         if (FAILED(hr)) return hr;
     }
     ComPtr<IBaseFilter> sourceFilter;
-    if (!source || FAILED(source->QueryInterface(IID_IBaseFilter, sourceFilter.putVoid()))) return E_INVALIDARG;
+    if (!source || FAILED(source->QueryInterface(IID_PPV_ARGS(sourceFilter.put())))) return E_INVALIDARG;
     HRESULT hr = ensureDemultiplexer(sourceFilter.get());
     if (FAILED(hr) || renderer) return hr;
     hr = configureDemultiplexerPins();
@@ -139,8 +139,7 @@ HRESULT ISampleCaptureGraphBuilder::renderMpeg2Stream(IUnknown* source, IBaseFil
 HRESULT ISampleCaptureGraphBuilder::ensureDemultiplexer(IBaseFilter* sourceFilter) {
     if (demultiplexer_) return S_OK;
     ComPtr<IBaseFilter> demultiplexer;
-    HRESULT hr = createInstance(CLSID_MPEG2Demultiplexer, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter,
-                                demultiplexer.putVoid());
+    HRESULT hr = createInstance(CLSID_MPEG2Demultiplexer, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(demultiplexer.put()));
     if (FAILED(hr)) return hr;
     hr = graph_->AddFilter(demultiplexer.get(), kDemultiplexerName);
     if (FAILED(hr)) return hr;
@@ -176,7 +175,7 @@ HRESULT ISampleCaptureGraphBuilder::configureDemultiplexerPins() {
             if (FAILED(hr)) return hr;
         }
         ComPtr<IMPEG2StreamIdMap> map;
-        hr = pin->QueryInterface(IID_IMPEG2StreamIdMap, map.putVoid());
+        hr = pin->QueryInterface(IID_PPV_ARGS(map.put()));
         if (FAILED(hr)) return hr;
         hr = map->MapStreamId(output.streamId, MPEG2_PROGRAM_ELEMENTARY_STREAM, 0, 0);
         if (FAILED(hr)) return hr;

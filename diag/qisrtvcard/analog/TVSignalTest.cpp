@@ -7,15 +7,19 @@
 
 #include "analog/AnalogPlumbing.h"
 #include "analog/AnalogShared.h"
-#include "analog/CountryDialog.h"
+#include "frame/CountryDialog.h"
 #include "analog/GraphHandles.h"
 #include "analog/SampleCaptureGraphBuilder.h"
 #include "frame/Catalogue.h"
-#include "frame/Services.h"
+#include "frame/MediaCenter.h"
+#include "frame/GraphServices.h"
+#include "frame/RetryPrompt.h"
+#include "frame/CountryTable.h"
 #include "frame/TestEntries.h"
 #include "frame/Trace.h"
 #include "qis/System.h"
 #include "tunekit/CaptureUtil.h"
+#include "tunekit/ComOwners.h"
 #include "tunekit/ErrorHandler.h"
 #include "tunekit/TunerLogger.h"
 
@@ -58,12 +62,6 @@ TestResult raiseError(mirt5::Event* event, const qis::String& error, bool percen
     DiagModule::error(event, kSourceFile, lineOf(where));
     if (percentDoneFirst) DiagModule::percentDone(100);
     return TestResult::FAIL();
-}
-
-TestResult hardwareNotSupported(Caller where = Caller::current()) {
-    DiagModule::warning(WarningHardwareDoesNotSupportAnalogTVCapture, kSourceFile, lineOf(where));
-    DiagModule::percentDone(100);
-    return TestResult::NOTSUPPORTED();
 }
 
 void raiseNoSignalDetected(Caller where = Caller::current()) {
@@ -149,11 +147,11 @@ void resizeToCaptureFormat() {
     TunerLogger::logDebugMessage(kReadingConfig);
     tunekit::ComPtr<IAMStreamConfig> config;
     HRESULT hr = g_captureBuilder->FindInterface(&PIN_CATEGORY_CAPTURE, &MEDIATYPE_Interleaved, g_captureFilter.get(),
-                                                 IID_IAMStreamConfig, config.putVoid());
+                                                 IID_PPV_ARGS(config.put()));
     if (FAILED(hr)) {
         TunerLogger::logDebugMessage(kConfigInterleavedFailed + tunekit::ErrorHandler::errorMessageFromHr(hr));
         hr = g_captureBuilder->FindInterface(&PIN_CATEGORY_CAPTURE, &MEDIATYPE_Video, g_captureFilter.get(),
-                                             IID_IAMStreamConfig, config.putVoid());
+                                             IID_PPV_ARGS(config.put()));
         TunerLogger::logDebugMessage(SUCCEEDED(hr) ? qis::String(kGotConfigVideo)
                                                    : kConfigVideoFailed + tunekit::ErrorHandler::errorMessageFromHr(hr));
     }
@@ -162,15 +160,14 @@ void resizeToCaptureFormat() {
         return;
     }
     TunerLogger::logDebugMessage(kGotConfig);
-    AM_MEDIA_TYPE* type = nullptr;
-    hr = config->GetFormat(&type);
+    tunekit::MediaTypePtr type;
+    hr = config->GetFormat(type.put());
     if (FAILED(hr)) TunerLogger::logDebugMessage(kGetFormatFailed + tunekit::ErrorHandler::errorMessageFromHr(hr));
     // Without a format the window keeps its size, but the renderer is fitted all the same.
     if (SUCCEEDED(hr) && type && type->formattype == FORMAT_VideoInfo && type->pbFormat && type->cbFormat >= sizeof(VIDEOINFOHEADER)) {
         const auto* header = reinterpret_cast<const VIDEOINFOHEADER*>(type->pbFormat);
         resizeWindowToFitClient(header->bmiHeader.biWidth, std::labs(header->bmiHeader.biHeight));
     }
-    if (SUCCEEDED(hr) && type) DeleteMediaType(type);
     if (g_videoWindow) fitRendererToClient();
 }
 
@@ -229,16 +226,7 @@ TestResult secondScan(DWORD cookie) {
 TestResult checkAnalogTVSignal() {
     QISRTV_TRACE("checkAnalogTVSignal");
     DiagModule::percentDone(0);
-    if (!g_captureFilter) return hardwareNotSupported();
-    if (FAILED(g_graphManager->AddFilter(g_captureFilter.get(), L"Video Capture"))) {
-        g_captureFilter.reset();
-        return hardwareNotSupported();
-    }
-    if (FAILED(g_captureBuilder->FindInterface(&PIN_CATEGORY_CAPTURE, nullptr, g_captureFilter.get(), IID_IAMTVTuner,
-                                               g_tvTuner.putVoid())) ||
-        !g_tvTuner)
-        return hardwareNotSupported();
-    routeCrossbarToTuner();
+    if (const TestResult attached = attachAnalogTuner(); attached != TestResult::PASS()) return attached;
     if (FAILED(g_tvTuner->put_Mode(AMTUNER_MODE_TV))) return raiseError(ErrorCreatingFilterGraph, kModeFailed);
     const std::int32_t country = countryFor(AskCountryCode1);
     if (country == 0) return TestResult::USERABORTED();

@@ -43,7 +43,7 @@ constexpr const char* kTuned = "Completed ATSC tune request";
 
 bool isGenericProvider(IMoniker* moniker) {
     ComPtr<IPropertyBag> bag;
-    HRESULT hr = moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag, bag.putVoid());
+    HRESULT hr = moniker->BindToStorage(nullptr, nullptr, IID_PPV_ARGS(bag.put()));
     if (!bag) hr = E_POINTER;
     QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     tunekit::Variant name;
@@ -64,7 +64,7 @@ bool step(const char* label, HRESULT hr, Caller where = Caller::current()) {
 IBaseFilter* getNetworkProvider() {
     QISRTV_TRACE("getNetworkProvider");
     ComPtr<ICreateDevEnum> devices;
-    if (FAILED(createInstance(CLSID_SystemDeviceEnum, nullptr, CLSCTX_ALL, IID_ICreateDevEnum, devices.putVoid()))) return nullptr;
+    if (FAILED(createInstance(CLSID_SystemDeviceEnum, nullptr, CLSCTX_ALL, IID_PPV_ARGS(devices.put())))) return nullptr;
     ComPtr<IEnumMoniker> monikers;
     // An empty category succeeds without an enumerator.
     if (FAILED(devices->CreateClassEnumerator(tunekit::KSCATEGORY_BDA_NETWORK_PROVIDER, monikers.put(), 0)) || !monikers)
@@ -73,7 +73,7 @@ IBaseFilter* getNetworkProvider() {
     while (monikers->Next(1, moniker.put(), nullptr) == S_OK) {
         if (!isGenericProvider(moniker.get())) continue;
         ComPtr<IBaseFilter> filter;
-        const HRESULT hr = moniker->BindToObject(nullptr, nullptr, IID_IBaseFilter, filter.putVoid());
+        const HRESULT hr = moniker->BindToObject(nullptr, nullptr, IID_PPV_ARGS(filter.put()));
         QISRTV_ASSERT(SUCCEEDED(hr) && filter, "SUCCEEDED( hr ) && BaseFilter");
         return filter.detach();
     }
@@ -83,7 +83,7 @@ IBaseFilter* getNetworkProvider() {
 bool initializeATSCQAMTuner(ITuningSpace** tuningSpace, IBaseFilter** networkProvider, IGraphBuilder** graph) {
     QISRTV_TRACE("initializeATSCQAMTuner");
     ComPtr<ITuningSpaceContainer> container;
-    HRESULT hr = createInstance(CLSID_SystemTuningSpaces, nullptr, CLSCTX_ALL, IID_ITuningSpaceContainer, container.putVoid());
+    HRESULT hr = createInstance(CLSID_SystemTuningSpaces, nullptr, CLSCTX_ALL, IID_PPV_ARGS(container.put()));
     if (FAILED(hr)) {
         QISRTV_LOG(Priority::Warning, kContainerFailed + hrNumber(hr));
         return false;
@@ -102,7 +102,7 @@ bool initializeATSCQAMTuner(ITuningSpace** tuningSpace, IBaseFilter** networkPro
         QISRTV_LOG(Priority::Warning, kClsidFailed);
         return false;
     }
-    if (FAILED(createInstance(providerClass, nullptr, CLSCTX_ALL, IID_IBaseFilter, reinterpret_cast<void**>(networkProvider)))) {
+    if (FAILED(createInstance(providerClass, nullptr, CLSCTX_ALL, IID_PPV_ARGS(networkProvider)))) {
         QISRTV_LOG(Priority::Warning, kCreateProviderFailed);
         return false;
     }
@@ -121,7 +121,7 @@ bool tuneToATSCChannel(ITuningSpace** tuningSpace, ITuner** tuner, TunerInputTyp
     QISRTV_LOG(Priority::Debug, kTuning + qis::QISValue(physicalChannel).toString());
     QISRTV_LOG(Priority::Debug, kQuerySpace);
     ComPtr<IATSCTuningSpace> space;
-    if (*tuningSpace) (*tuningSpace)->QueryInterface(IID_IATSCTuningSpace, space.putVoid());
+    if (*tuningSpace) (*tuningSpace)->QueryInterface(IID_PPV_ARGS(space.put()));
     if (!space) {
         // The query's own result is not kept, so the line always shows 0.
         QISRTV_LOG(Priority::Debug, failedLine(kQuerySpace, 0));
@@ -139,14 +139,14 @@ bool tuneToATSCChannel(ITuningSpace** tuningSpace, ITuner** tuner, TunerInputTyp
     if (!step(kCreateRequest, hr)) return false;
     QISRTV_LOG(Priority::Debug, kQueryRequest);
     ComPtr<IATSCChannelTuneRequest> channelRequest;
-    if (!step(kQueryRequest, request->QueryInterface(IID_IATSCChannelTuneRequest, channelRequest.putVoid()))) return false;
+    if (!step(kQueryRequest, request->QueryInterface(IID_PPV_ARGS(channelRequest.put())))) return false;
     QISRTV_LOG(Priority::Debug, kPutChannel);
     if (!step(kPutChannel, channelRequest->put_Channel(kNotSet))) return false;
     QISRTV_LOG(Priority::Debug, kPutMinorChannel);
     if (!step(kPutMinorChannel, channelRequest->put_MinorChannel(kNotSet))) return false;
     QISRTV_LOG(Priority::Debug, kCreateLocator);
     ComPtr<IATSCLocator> locator;
-    hr = createInstance(CLSID_ATSCLocator, nullptr, CLSCTX_ALL, IID_IATSCLocator, locator.putVoid());
+    hr = createInstance(CLSID_ATSCLocator, nullptr, CLSCTX_ALL, IID_PPV_ARGS(locator.put()));
     if (SUCCEEDED(hr) && !locator) hr = E_POINTER; // a null locator counts as failure
     if (!step(kCreateLocator, hr)) return false;
     QISRTV_LOG(Priority::Debug, kPutPhysicalChannel);

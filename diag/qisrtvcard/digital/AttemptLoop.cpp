@@ -1,7 +1,7 @@
 #include "digital/AttemptLoop.h"
 
 #include "frame/Catalogue.h"
-#include "frame/Services.h"
+#include "frame/RetryPrompt.h"
 
 namespace qisrtvcard {
 namespace {

@@ -10,7 +10,7 @@
 #include "digital/GraphToolkit.h"
 #include "frame/Catalogue.h"
 #include "frame/ComFactory.h"
-#include "frame/Services.h"
+#include "frame/RetryPrompt.h"
 #include "frame/Trace.h"
 #include "qis/System.h"
 #include "tunekit/ComPtr.h"
@@ -71,14 +71,14 @@ struct ScanGraph {
 
 TestResult completeGraph(const ScanStyle& style, IGraphBuilder* graph, IBaseFilter* networkProvider, IBaseFilter* receiver,
                          const qis::String& windowCaption, ScanGraph& scan) {
-    g_clearQamResult = networkProvider->QueryInterface(IID_ITuner, scan.tuner.putVoid());
+    g_clearQamResult = networkProvider->QueryInterface(IID_PPV_ARGS(scan.tuner.put()));
     QISRTV_ASSERT(scan.tuner, "Tuner");
     scan.tuningSpace.attach(getTuningSpace(scan.tuner.get(), style.tuningSpaceName));
     if (!scan.tuningSpace) {
         if (style.atsc) logScan(kNoTuningSpace);
         return TestResult::CANNOTRUN();
     }
-    g_clearQamResult = createInstance(CLSID_MPEG2Demultiplexer, nullptr, CLSCTX_ALL, IID_IBaseFilter, scan.demultiplexer.putVoid());
+    g_clearQamResult = createInstance(CLSID_MPEG2Demultiplexer, nullptr, CLSCTX_ALL, IID_PPV_ARGS(scan.demultiplexer.put()));
     if (style.atsc && SUCCEEDED(g_clearQamResult) && !scan.demultiplexer) g_clearQamResult = E_POINTER;
     QISRTV_ASSERT(SUCCEEDED(g_clearQamResult), kAssertSucceeded);
     g_clearQamResult = graph->AddFilter(scan.demultiplexer.get(), kDemultiplexerName);
@@ -88,15 +88,15 @@ TestResult completeGraph(const ScanStyle& style, IGraphBuilder* graph, IBaseFilt
         if (!style.atsc) logScan(kRunFailed);
         return TestResult::CANNOTRUN();
     }
-    g_clearQamResult = graph->QueryInterface(IID_IVideoWindow, scan.videoWindow.putVoid());
+    g_clearQamResult = graph->QueryInterface(IID_PPV_ARGS(scan.videoWindow.put()));
     QISRTV_ASSERT(scan.videoWindow, "VideoWindow");
     const tunekit::Bstr caption(windowCaption.wide().c_str());
     g_clearQamResult = scan.videoWindow->put_Caption(caption.get());
     scan.renderer.attach(FindFromName(kRendererName, graph));
     QISRTV_ASSERT(scan.renderer, "VideoRenderer");
-    g_clearQamResult = scan.renderer->QueryInterface(IID_IQualProp, scan.qualProp.putVoid());
+    g_clearQamResult = scan.renderer->QueryInterface(IID_PPV_ARGS(scan.qualProp.put()));
     QISRTV_ASSERT(SUCCEEDED(g_clearQamResult) && scan.qualProp, "SUCCEEDED( hr ) && QualProp");
-    g_clearQamResult = graph->QueryInterface(IID_IMediaControl, scan.mediaControl.putVoid());
+    g_clearQamResult = graph->QueryInterface(IID_PPV_ARGS(scan.mediaControl.put()));
     QISRTV_ASSERT(scan.mediaControl, "MediaControl");
     g_clearQamResult = scan.mediaControl->Run();
     if (!style.atsc && FAILED(g_clearQamResult)) {
@@ -218,7 +218,7 @@ TestResult RunClearQAMTest(IGraphBuilder* graph, IBaseFilter* networkProvider, I
 TestResult ATSCTestWrapper(const mirt5::DiagDevice& device) {
     QISRTV_TRACE("ATSCTestWrapper");
     ComPtr<IGraphBuilder> graph;
-    g_clearQamResult = createInstance(CLSID_FilterGraph, nullptr, CLSCTX_ALL, IID_IGraphBuilder, graph.putVoid());
+    g_clearQamResult = createInstance(CLSID_FilterGraph, nullptr, CLSCTX_ALL, IID_PPV_ARGS(graph.put()));
     QISRTV_ASSERT(SUCCEEDED(g_clearQamResult), kAssertSucceeded);
     ComPtr<IBaseFilter> provider;
     provider.attach(getNetworkProvider());

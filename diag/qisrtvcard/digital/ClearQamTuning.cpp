@@ -35,7 +35,7 @@ constexpr long kNotSet = -1;
 // A fresh ATSC locator; null or a failure is an assertion failure.
 ComPtr<IATSCLocator> createAtscLocator() {
     ComPtr<IATSCLocator> locator;
-    const HRESULT hr = g_clearQamResult = createInstance(CLSID_ATSCLocator, nullptr, CLSCTX_ALL, IID_IATSCLocator, locator.putVoid());
+    const HRESULT hr = g_clearQamResult = createInstance(CLSID_ATSCLocator, nullptr, CLSCTX_ALL, IID_PPV_ARGS(locator.put()));
     QISRTV_ASSERT(SUCCEEDED(hr) && locator, "SUCCEEDED( hr ) && ATSCLocator");
     return locator;
 }
@@ -49,14 +49,14 @@ ComPtr<ITuneRequest> createRequest(IATSCTuningSpace* space) {
 
 ComPtr<IATSCChannelTuneRequest> asChannelRequest(ITuneRequest* request) {
     ComPtr<IATSCChannelTuneRequest> channelRequest;
-    g_clearQamResult = request->QueryInterface(IID_IATSCChannelTuneRequest, channelRequest.putVoid());
+    g_clearQamResult = request->QueryInterface(IID_PPV_ARGS(channelRequest.put()));
     QISRTV_ASSERT(channelRequest, "ATSCChannelTuneRequest");
     return channelRequest;
 }
 
 ComPtr<IATSCTuningSpace> asAtscSpace(ITuningSpace* tuningSpace) {
     ComPtr<IATSCTuningSpace> space;
-    g_clearQamResult = tuningSpace->QueryInterface(IID_IATSCTuningSpace, space.putVoid());
+    g_clearQamResult = tuningSpace->QueryInterface(IID_PPV_ARGS(space.put()));
     QISRTV_ASSERT(space, "ATSCTuningSpace");
     return space;
 }
@@ -86,7 +86,7 @@ ITuneRequest* createTuneRequest(ITuningSpace* tuningSpace, long channel, long pr
     QISRTV_TRACE_CLEARQAM("createTuneRequest");
     const ComPtr<IATSCLocator> locator = createAtscLocator();
     ComPtr<IATSCLocator2> locator2;
-    g_clearQamResult = locator->QueryInterface(__uuidof(IATSCLocator2), locator2.putVoid());
+    g_clearQamResult = locator->QueryInterface(IID_PPV_ARGS(locator2.put()));
     QISRTV_ASSERT(locator2, "ATSCLocator2");
     HRESULT hr = g_clearQamResult = locator2->put_ProgramNumber(programNumber);
     QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);

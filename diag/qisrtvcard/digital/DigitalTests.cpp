@@ -7,7 +7,7 @@
 #include "digital/FilterLoading.h"
 #include "frame/Catalogue.h"
 #include "frame/ComFactory.h"
-#include "frame/Services.h"
+#include "frame/MediaCenter.h"
 #include "frame/TestEntries.h"
 #include "frame/Trace.h"
 #include "qis/System.h"
@@ -21,7 +21,6 @@ using mirt5::DiagModule;
 using mirt5::TestResult;
 using tunekit::ComPtr;
 
-constexpr const char* kOcurName = "ATI TV Wonder OpenCable Receiver";
 constexpr const char* kCoInitializeFailed = "CoInitializeEx failed: ";
 constexpr const char* kOcurPromptKind = "ocurWarning";
 constexpr const wchar_t* kProviderName = L"Microsoft Network Provider";
@@ -66,7 +65,7 @@ TestResult DigitalTVSignalTest(const mirt5::DiagDevice& device) {
 
 TestResult ClearQAMTest(const mirt5::DiagDevice& device) {
     QISRTV_TRACE("ClearQAMTest");
-    initializeCom(COINIT_APARTMENTTHREADED); // its result is not examined
+    tunekit::initializeCom(COINIT_APARTMENTTHREADED); // its result is not examined
     if (isMediaCenterRunning()) return mediaCenterRunning(); // COM stays initialised on this path
     const TestResult result = ClearQAMTestWrapper(device);
     qis::System::sleepMilliseconds(kAfterScanMilliseconds);
@@ -79,7 +78,7 @@ TestResult ClearQAMTest(const mirt5::DiagDevice& device) {
 TestResult ClearQAMTestWrapper(const mirt5::DiagDevice& device) {
     QISRTV_TRACE("ClearQAMTestWrapper");
     ComPtr<IGraphBuilder> graph;
-    HRESULT hr = createInstance(CLSID_FilterGraph, nullptr, CLSCTX_ALL, IID_IGraphBuilder, graph.putVoid());
+    HRESULT hr = createInstance(CLSID_FilterGraph, nullptr, CLSCTX_ALL, IID_PPV_ARGS(graph.put()));
     QISRTV_ASSERT(SUCCEEDED(hr), kAssertSucceeded);
     ComPtr<IBaseFilter> provider;
     provider.attach(getNetworkProvider());

@@ -9,6 +9,9 @@
 
 namespace qisrtvcard {
 
+// A device whose name holds this (case and all) is an OpenCable receiver.
+inline constexpr const char* kOcurName = "ATI TV Wonder OpenCable Receiver";
+
 // Builds the Clear QAM graph (generic network provider, the device's tuner and receiver) and
 // runs the Clear QAM scan.
 mirt5::TestResult ClearQAMTestWrapper(const mirt5::DiagDevice& device);

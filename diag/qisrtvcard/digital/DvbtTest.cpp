@@ -3,7 +3,7 @@
 // channel plan, and the plan tuned record by record until the stream is good enough.
 #include <cstdint>
 
-#include "analog/CountryDialog.h"
+#include "frame/CountryDialog.h"
 #include "digital/AttemptLoop.h"
 #include "digital/DVBTChannelPlan.h"
 #include "digital/DigitalLog.h"
@@ -13,10 +13,10 @@
 #include "digital/SignalDetection.h"
 #include "frame/Catalogue.h"
 #include "frame/ComFactory.h"
-#include "frame/Services.h"
+#include "frame/GraphServices.h"
 #include "frame/Trace.h"
 #include "qis/System.h"
-#include "tunekit/ComPtr.h"
+#include "tunekit/ComOwners.h"
 #include "tunekit/ComValues.h"
 
 namespace qisrtvcard {
@@ -30,7 +30,6 @@ constexpr const wchar_t* kDvbtNetworkType = L"{216C62DF-6D7F-4E9A-8571-05F14EDB7
 constexpr const wchar_t* kProviderName = L"DVB-T Network Provider";
 constexpr const wchar_t* kGrabberName = L"SampleGrabber";
 constexpr const wchar_t* kDemultiplexerName = L"Demux";
-constexpr const char* kOcurName = "ATI TV Wonder OpenCable Receiver";
 
 // initializeDVBTTuner
 constexpr const char* kCreatingSpace = "Creating DVBTuningSpace";
@@ -128,8 +127,7 @@ TestResult graphFailed(int sourceLine, const qis::String& text, bool toModuleLog
 // A CoTaskMem array the frequency map hands out.
 struct TaskMemList {
     ULONG count = 0;
-    ULONG* values = nullptr;
-    ~TaskMemList() { CoTaskMemFree(values); }
+    tunekit::TaskMem<ULONG> values;
 };
 
 struct DvbtGraph {
@@ -160,7 +158,7 @@ struct DvbtGraph {
 // Without a grabber the test judges by the tuner alone; none of these failures ends it.
 void addSampleGrabber(DvbtGraph& g) {
     ComPtr<IBaseFilter> grabber;
-    if (FAILED(createInstance(tunekit::CLSID_SampleGrabber, nullptr, CLSCTX_ALL, IID_IBaseFilter, grabber.putVoid())) || !grabber) {
+    if (FAILED(createInstance(tunekit::CLSID_SampleGrabber, nullptr, CLSCTX_ALL, IID_PPV_ARGS(grabber.put()))) || !grabber) {
         logStep(kNoGrabber);
         return;
     }
@@ -193,12 +191,12 @@ void renderDemultiplexerOutputs(DvbtGraph& g) {
 // Steps up to the running graph; PASS when it runs.
 TestResult buildGraph(const mirt5::DiagDevice& device, DvbtGraph& g) {
     logStep(kCreateGraph);
-    HRESULT hr = createInstance(CLSID_FilterGraph, nullptr, CLSCTX_ALL, IID_IGraphBuilder, g.graph.putVoid());
+    HRESULT hr = createInstance(CLSID_FilterGraph, nullptr, CLSCTX_ALL, IID_PPV_ARGS(g.graph.put()));
     if (FAILED(hr)) return QISRTV_CANNOT_RUN(kCreateGraphFailed + hrNumber(hr));
     logStep(kInitTuner);
     if (!initializeDVBTTuner(g.tuningSpace.put(), g.networkProvider.put(), g.graph.get())) return QISRTV_CANNOT_RUN(kInitTunerFailed);
     logStep(kQueryTuner);
-    hr = g.networkProvider->QueryInterface(IID_ITuner, g.tuner.putVoid());
+    hr = g.networkProvider->QueryInterface(IID_PPV_ARGS(g.tuner.put()));
     if (FAILED(hr)) return QISRTV_CANNOT_RUN(kQueryTunerFailed + hrNumber(hr));
     logStep(kLoadTuner);
     if (!LoadFilter(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, g.tunerFilter.put(), g.networkProvider.get(), true, g.graph.get(), device, false))
@@ -213,7 +211,7 @@ TestResult buildGraph(const mirt5::DiagDevice& device, DvbtGraph& g) {
     addSampleGrabber(g);
 
     logStep(kCreateDemux);
-    hr = createInstance(CLSID_MPEG2Demultiplexer, nullptr, CLSCTX_ALL, IID_IBaseFilter, g.demultiplexer.putVoid());
+    hr = createInstance(CLSID_MPEG2Demultiplexer, nullptr, CLSCTX_ALL, IID_PPV_ARGS(g.demultiplexer.put()));
     if (FAILED(hr)) return QISRTV_GRAPH_FAILED_DEBUG(kCreateDemuxFailed + hrNumber(hr));
     logStep(kAddDemux);
     hr = g.graph->AddFilter(g.demultiplexer.get(), kDemultiplexerName);
@@ -243,10 +241,10 @@ TestResult buildGraph(const mirt5::DiagDevice& device, DvbtGraph& g) {
 TestResult chooseCountry(DvbtGraph& g) {
     logStep(kGettingMapping);
     logStep(kQueryMap);
-    HRESULT hr = g.networkProvider->QueryInterface(IID_IFrequencyMap, g.frequencyMap.putVoid());
+    HRESULT hr = g.networkProvider->QueryInterface(IID_PPV_ARGS(g.frequencyMap.put()));
     if (FAILED(hr)) return QISRTV_GRAPH_FAILED(kQueryMapFailed + hrText(hr));
     logStep(kCountryList);
-    hr = g.frequencyMap->get_CountryCodeList(&g.countries.count, &g.countries.values);
+    hr = g.frequencyMap->get_CountryCodeList(&g.countries.count, g.countries.values.put());
     if (FAILED(hr)) return QISRTV_GRAPH_FAILED(kCountryListFailed + hrText(hr));
     for (ULONG i = 0; i < g.countries.count && g.countries.values; ++i) supportedCountryCodes().add(g.countries.values[i]);
     logStep(kAskingCountry);
@@ -260,10 +258,10 @@ TestResult chooseCountry(DvbtGraph& g) {
     hr = g.frequencyMap->put_CountryCode(static_cast<ULONG>(country));
     if (FAILED(hr)) return QISRTV_GRAPH_FAILED(kPutCountryFailed + hrText(hr));
     logStep(kMapping);
-    hr = g.frequencyMap->get_DefaultFrequencyMapping(static_cast<ULONG>(country), &g.frequencies.count, &g.frequencies.values);
+    hr = g.frequencyMap->get_DefaultFrequencyMapping(static_cast<ULONG>(country), &g.frequencies.count, g.frequencies.values.put());
     if (FAILED(hr)) return QISRTV_GRAPH_FAILED(kMappingFailed + hrText(hr));
     // A map that answers without a list has no frequencies for the country.
-    g.plan.buildForCountry(static_cast<std::uint32_t>(country), reinterpret_cast<const std::uint32_t*>(g.frequencies.values),
+    g.plan.buildForCountry(static_cast<std::uint32_t>(country), reinterpret_cast<const std::uint32_t*>(g.frequencies.values.get()),
                            g.frequencies.values ? g.frequencies.count : 0);
     g.lastChannel = g.plan.channelCount() - 1; // an empty plan wraps round
     logStep(kChannelRange + qis::QISValue(static_cast<unsigned long>(g.lastChannel)).toString());
@@ -272,14 +270,14 @@ TestResult chooseCountry(DvbtGraph& g) {
 
 TestResult runGraph(DvbtGraph& g) {
     logStep(kQueryControl);
-    HRESULT hr = g.graph->QueryInterface(IID_IMediaControl, g.mediaControl.putVoid());
+    HRESULT hr = g.graph->QueryInterface(IID_PPV_ARGS(g.mediaControl.put()));
     if (FAILED(hr)) return QISRTV_GRAPH_FAILED(kQueryControlFailed + hrNumber(hr));
     logStep(kAddToRot);
     AddGraphToRot(g.graph.get(), &g_dvbtRotCookie);
     logStep(kRun);
     hr = g.mediaControl->Run();
     if (FAILED(hr)) return QISRTV_GRAPH_FAILED(kRunFailed + hrNumber(hr));
-    g.graph->QueryInterface(IID_IVideoWindow, g.videoWindow.putVoid());
+    g.graph->QueryInterface(IID_PPV_ARGS(g.videoWindow.put()));
     const tunekit::Bstr caption(DigitalSignalTestWndTitle->localizedString().wide().c_str());
     if (g.videoWindow) g.videoWindow->put_Caption(caption.get());
     return TestResult::PASS();
@@ -352,12 +350,11 @@ bool dvbtStep(const char* failedText, HRESULT hr) {
 bool initializeDVBTTuner(ITuningSpace** tuningSpace, IBaseFilter** networkProvider, IGraphBuilder* graph) {
     QISRTV_TRACE("initializeDVBTTuner");
     logStep(kCreatingSpace);
-    if (!dvbtStep(kCreateSpaceFailed, createInstance(CLSID_DVBTuningSpace, nullptr, CLSCTX_ALL, IID_ITuningSpace,
-                                                     reinterpret_cast<void**>(tuningSpace))))
+    if (!dvbtStep(kCreateSpaceFailed, createInstance(CLSID_DVBTuningSpace, nullptr, CLSCTX_ALL, IID_PPV_ARGS(tuningSpace))))
         return false;
     logStep(kCreatingSpace2);
     ComPtr<IDVBTuningSpace2> space;
-    if (!dvbtStep(kQuerySpace2Failed, (*tuningSpace)->QueryInterface(IID_IDVBTuningSpace2, space.putVoid()))) return false;
+    if (!dvbtStep(kQuerySpace2Failed, (*tuningSpace)->QueryInterface(IID_PPV_ARGS(space.put())))) return false;
     logStep(kSettingSystemType);
     if (!dvbtStep(kSystemTypeFailed, space->put_SystemType(DVB_Terrestrial))) return false;
     logStep(kPuttingNetworkType);
@@ -369,7 +366,7 @@ bool initializeDVBTTuner(ITuningSpace** tuningSpace, IBaseFilter** networkProvid
     if (!dvbtStep(kClsidFailed, CLSIDFromString(kDvbtNetworkType, &providerClass))) return false;
     logStep(kCreatingProvider);
     if (!dvbtStep(kCreateProviderFailed,
-                  createInstance(providerClass, nullptr, CLSCTX_ALL, IID_IBaseFilter, reinterpret_cast<void**>(networkProvider))))
+                  createInstance(providerClass, nullptr, CLSCTX_ALL, IID_PPV_ARGS(networkProvider))))
         return false;
     logStep(kAddingProvider);
     if (!dvbtStep(kAddProviderFailed, graph->AddFilter(*networkProvider, kProviderName))) return false;
@@ -384,9 +381,9 @@ bool tuneToDVBTChannel(DVBTChannelPlan& plan, ITuningSpace** tuningSpace, ITuner
     ComPtr<ITuneRequest> request;
     ComPtr<IDVBTuneRequest> dvbRequest;
     ComPtr<IDVBTLocator> locator;
-    if (FAILED((*tuningSpace)->QueryInterface(IID_IDVBTuningSpace2, space.putVoid())) || FAILED(space->CreateTuneRequest(request.put())) ||
-        !request || FAILED(request->QueryInterface(IID_IDVBTuneRequest, dvbRequest.putVoid())) ||
-        FAILED(createInstance(CLSID_DVBTLocator, nullptr, CLSCTX_ALL, IID_IDVBTLocator, locator.putVoid())) || !locator)
+    if (FAILED((*tuningSpace)->QueryInterface(IID_PPV_ARGS(space.put()))) || FAILED(space->CreateTuneRequest(request.put())) ||
+        !request || FAILED(request->QueryInterface(IID_PPV_ARGS(dvbRequest.put()))) ||
+        FAILED(createInstance(CLSID_DVBTLocator, nullptr, CLSCTX_ALL, IID_PPV_ARGS(locator.put()))) || !locator)
         return false;
     const DVBTChannel& record = plan[channel];
     // The code rate goes to the low-priority stream's FEC rate; the high-priority one is left alone.

@@ -84,7 +84,7 @@ Outcome tryMoniker(IMoniker* moniker, IBaseFilter** ppFilter, IBaseFilter* conne
                    IGraphBuilder* graph, const DeviceMatch* match) {
     logStep(kBindToStorage);
     ComPtr<IPropertyBag> bag;
-    HRESULT hr = moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag, bag.putVoid());
+    HRESULT hr = moniker->BindToStorage(nullptr, nullptr, IID_PPV_ARGS(bag.put()));
     if (SUCCEEDED(hr) && !bag) hr = E_POINTER;
     if (FAILED(hr)) {
         logFailed(kBindToStorage, hr);
@@ -102,7 +102,7 @@ Outcome tryMoniker(IMoniker* moniker, IBaseFilter** ppFilter, IBaseFilter* conne
 
     logStep(kBindToObject);
     ComPtr<IBaseFilter> filter;
-    hr = moniker->BindToObject(nullptr, nullptr, IID_IBaseFilter, filter.putVoid());
+    hr = moniker->BindToObject(nullptr, nullptr, IID_PPV_ARGS(filter.put()));
     if (FAILED(hr) || !filter) {
         logFailed(kBindToObject, FAILED(hr) ? hr : E_POINTER);
         return Outcome::Skipped;
@@ -128,7 +128,7 @@ Outcome tryMoniker(IMoniker* moniker, IBaseFilter** ppFilter, IBaseFilter* conne
             return Outcome::Skipped;
         }
     }
-    filter->QueryInterface(IID_IBaseFilter, reinterpret_cast<void**>(ppFilter));
+    filter->QueryInterface(IID_PPV_ARGS(ppFilter));
     logStep(kFound);
     return Outcome::Found;
 }
@@ -137,7 +137,7 @@ bool searchCategory(const GUID& category, IBaseFilter** ppFilter, IBaseFilter* c
                     IGraphBuilder* graph, const DeviceMatch* match) {
     logStep(kCreateEnumerator);
     ComPtr<ICreateDevEnum> devices;
-    if (FAILED(createInstance(CLSID_SystemDeviceEnum, nullptr, CLSCTX_ALL, IID_ICreateDevEnum, devices.putVoid()))) {
+    if (FAILED(createInstance(CLSID_SystemDeviceEnum, nullptr, CLSCTX_ALL, IID_PPV_ARGS(devices.put())))) {
         logStep(kNoEnumerator);
         return false;
     }

@@ -3,7 +3,7 @@
 #include "digital/DigitalLog.h"
 #include "frame/Trace.h"
 #include "qis/System.h"
-#include "tunekit/ComPtr.h"
+#include "tunekit/ComOwners.h"
 
 namespace qisrtvcard {
 namespace {
@@ -31,14 +31,6 @@ constexpr const char* kRefcountAfter = " Refcount after release: ";
 constexpr ULONG kMostFiltersRemoved = 1000;
 constexpr unsigned long kRemovalPauseMilliseconds = 250;
 
-// PIN_INFO holds a reference to the pin's filter.
-struct PinInfo {
-    PIN_INFO info{};
-    ~PinInfo() {
-        if (info.pFilter) info.pFilter->Release();
-    }
-};
-
 enum class Search { Connected, NotFound, Failed };
 
 Search connectToDownstream(IPin* output, IBaseFilter* downstream, IGraphBuilder* graph) {
@@ -54,8 +46,8 @@ Search connectToDownstream(IPin* output, IBaseFilter* downstream, IGraphBuilder*
     ComPtr<IPin> input;
     while (pins->Next(1, input.put(), nullptr) == S_OK) {
         logStep(kQueryDownstream);
-        PinInfo info;
-        if (FAILED(input->QueryPinInfo(&info.info))) continue;
+        tunekit::PinInfo info;
+        if (FAILED(input->QueryPinInfo(info.put()))) continue;
         logStep(kConnectedTo);
         ComPtr<IPin> peer;
         hr = input->ConnectedTo(peer.put());
@@ -64,7 +56,7 @@ Search connectToDownstream(IPin* output, IBaseFilter* downstream, IGraphBuilder*
             return Search::Failed;
         }
         logStep(kCheckingDownstream);
-        if (info.info.dir == PINDIR_INPUT && !peer) {
+        if (info->dir == PINDIR_INPUT && !peer) {
             logStep(kConnecting);
             if (SUCCEEDED(graph->Connect(output, input.get()))) return Search::Connected;
             logStep(kConnectFailed);
@@ -92,8 +84,8 @@ bool ConnectFilters(IBaseFilter* pFilterUpstream, IBaseFilter* pFilterDownstream
     ComPtr<IPin> output;
     while (pins->Next(1, output.put(), nullptr) == S_OK) {
         logStep(kQueryUpstream);
-        PinInfo info;
-        hr = output->QueryPinInfo(&info.info);
+        tunekit::PinInfo info;
+        hr = output->QueryPinInfo(info.put());
         if (FAILED(hr)) {
             logFailed(kQueryUpstream, hr);
             return false;
@@ -101,7 +93,7 @@ bool ConnectFilters(IBaseFilter* pFilterUpstream, IBaseFilter* pFilterDownstream
         logStep(kCheckingUpstream);
         ComPtr<IPin> peer;
         output->ConnectedTo(peer.put()); // only the peer counts
-        if (info.info.dir != PINDIR_OUTPUT || peer) continue;
+        if (info->dir != PINDIR_OUTPUT || peer) continue;
         const Search search = connectToDownstream(output.get(), pFilterDownstream, graph);
         if (search == Search::Connected) return true;
         if (search == Search::Failed) return false;

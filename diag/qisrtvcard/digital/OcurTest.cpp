@@ -9,7 +9,7 @@
 #include "digital/SignalDetection.h"
 #include "frame/Catalogue.h"
 #include "frame/ComFactory.h"
-#include "frame/Services.h"
+#include "frame/GraphServices.h"
 #include "frame/Trace.h"
 #include "qis/System.h"
 #include "tunekit/ComPtr.h"
@@ -81,12 +81,12 @@ struct OcurGraph {
 // Builds and runs the graph; PASS when it runs.
 TestResult buildGraph(const mirt5::DiagDevice& device, OcurGraph& g) {
     logOcur(kCreateGraph);
-    HRESULT hr = createInstance(CLSID_FilterGraph, nullptr, CLSCTX_ALL, IID_IGraphBuilder, g.graph.putVoid());
+    HRESULT hr = createInstance(CLSID_FilterGraph, nullptr, CLSCTX_ALL, IID_PPV_ARGS(g.graph.put()));
     if (FAILED(hr)) return cannotRun(failedLine(kCreateGraph, hr));
     logOcur(kInitializingTuner);
     IGraphBuilder* graph = g.graph.get();
     if (!initializeATSCQAMTuner(g.tuningSpace.put(), g.networkProvider.put(), &graph)) return cannotRun(kTunerInitFailed);
-    hr = g.networkProvider->QueryInterface(IID_ITuner, g.tuner.putVoid());
+    hr = g.networkProvider->QueryInterface(IID_PPV_ARGS(g.tuner.put()));
     if (FAILED(hr)) return cannotRun(failedLine(kQueryTuner, hr));
     logOcur(kLoadTuner);
     if (!LoadFilter(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, g.tunerFilter.put(), g.networkProvider.get(), true, g.graph.get(), device, true))
@@ -97,14 +97,14 @@ TestResult buildGraph(const mirt5::DiagDevice& device, OcurGraph& g) {
         logOcur(kNoReceiver);
     }
     logOcur(kCreateDemux);
-    createInstance(CLSID_MPEG2Demultiplexer, nullptr, CLSCTX_ALL, IID_IBaseFilter, g.demultiplexer.putVoid());
+    createInstance(CLSID_MPEG2Demultiplexer, nullptr, CLSCTX_ALL, IID_PPV_ARGS(g.demultiplexer.put()));
     logOcur(kAddDemux);
     hr = g.graph->AddFilter(g.demultiplexer.get(), kDemultiplexerName);
     if (FAILED(hr)) return graphFailed(failedLine(kAddDemux, hr));
     // Rendering the tuner's output reaches the demultiplexer through intelligent connect.
     if (!renderGraph(g.tunerFilter.get(), g.graph.get())) return graphFailed(qis::String());
     logOcur(kQueryControl);
-    hr = g.graph->QueryInterface(IID_IMediaControl, g.mediaControl.putVoid());
+    hr = g.graph->QueryInterface(IID_PPV_ARGS(g.mediaControl.put()));
     if (FAILED(hr)) return graphFailed(failedLine(kQueryControl, hr));
     logOcur(kAddToRot);
     AddGraphToRot(g.graph.get(), &g_ocurRotCookie);
@@ -112,7 +112,7 @@ TestResult buildGraph(const mirt5::DiagDevice& device, OcurGraph& g) {
     hr = g.mediaControl->Run();
     if (FAILED(hr)) return graphFailed(failedLine(kRun, hr));
     // Rendering created the video renderer, so the window is there.
-    g.graph->QueryInterface(IID_IVideoWindow, g.videoWindow.putVoid());
+    g.graph->QueryInterface(IID_PPV_ARGS(g.videoWindow.put()));
     const tunekit::Bstr caption(DigitalSignalTestWndTitle->localizedString().wide().c_str());
     if (g.videoWindow) g.videoWindow->put_Caption(caption.get());
     return TestResult::PASS();

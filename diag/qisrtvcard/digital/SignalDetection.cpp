@@ -97,7 +97,7 @@ bool nodeHasValidSignal(IBDA_Topology* topology, ULONG nodeType) {
     if (topology->GetControlNode(kTunerInputPin, kTunerOutputPin, nodeType, node.put()) != S_OK || !node) return false;
     TunerLogger::logDebugMessage(kQueryNodeStatistics);
     ComPtr<IBDA_SignalStatistics> statistics;
-    if (node->QueryInterface(IID_IBDA_SignalStatistics, statistics.putVoid()) != S_OK || !statistics) return false;
+    if (node->QueryInterface(IID_PPV_ARGS(statistics.put())) != S_OK || !statistics) return false;
     const LONG quality = readStatistic(&IBDA_SignalStatistics::get_SignalQuality, statistics.get(), "Topo sig qual: ", "Topo sig qual failed");
     const BOOLEAN locked = readStatistic(&IBDA_SignalStatistics::get_SignalLocked, statistics.get(), "Topo sig lock: ", "Topo sig lock failed");
     const BOOLEAN present = readStatistic(&IBDA_SignalStatistics::get_SignalPresent, statistics.get(), "Topo sig present: ", "Topo sig present failed");
@@ -138,7 +138,7 @@ bool isSignalPresent(bool allowMinorChannelTechnique, ITuner* tuner, IBaseFilter
     QISRTV_TRACE("isSignalPresent");
     if (allowMinorChannelTechnique && UseMinorChannelTechnique->value().valueBool()) return minorChannelLocked(tuner);
     ComPtr<IBDA_SignalStatistics> statistics;
-    if (!tunerFilter || FAILED(tunerFilter->QueryInterface(IID_IBDA_SignalStatistics, statistics.putVoid())) || !statistics) {
+    if (!tunerFilter || FAILED(tunerFilter->QueryInterface(IID_PPV_ARGS(statistics.put()))) || !statistics) {
         TunerLogger::logDebugMessage(kNoStatistics);
         TunerLogger::logDebugMessage(kTopologyMethod);
         return getSignalStrength(tunerFilter);
@@ -155,7 +155,7 @@ bool getSignalStrength(IBaseFilter* tunerFilter) {
     TunerLogger::logDebugMessage(kQueryTopology);
     ComPtr<IBDA_Topology> topology;
     // By __uuidof: mingw-w64's import library carries a wrong IID_IBDA_Topology.
-    if (FAILED(tunerFilter->QueryInterface(__uuidof(IBDA_Topology), topology.putVoid())) || !topology) {
+    if (FAILED(tunerFilter->QueryInterface(IID_PPV_ARGS(topology.put()))) || !topology) {
         TunerLogger::logDebugMessage(kNoTopology);
         return false;
     }
@@ -177,7 +177,7 @@ bool getSignalStrength(IBaseFilter* tunerFilter) {
 long getStreamSignalQuality(IBaseFilter* sampleGrabberFilter) {
     QISRTV_TRACE("getStreamSignalQuality");
     ComPtr<ISampleGrabber> grabber;
-    const HRESULT hr = sampleGrabberFilter ? sampleGrabberFilter->QueryInterface(IID_ISampleGrabber, grabber.putVoid()) : E_POINTER;
+    const HRESULT hr = sampleGrabberFilter ? sampleGrabberFilter->QueryInterface(IID_PPV_ARGS(grabber.put())) : E_POINTER;
     if (FAILED(hr) || !grabber) {
         TunerLogger::logDebugMessage(kNoGrabber + hrText(FAILED(hr) ? hr : E_NOINTERFACE));
         return kGrabberUnreadable;

@@ -6,7 +6,6 @@ namespace qisrtvcard {
 namespace {
 
 std::atomic<ComFactory> g_factory{nullptr};
-std::atomic<ComInitializer> g_initializer{nullptr};
 
 } // namespace
 
@@ -16,12 +15,5 @@ HRESULT createInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD context, REFIID ii
 }
 
 ComFactory setComFactory(ComFactory factory) { return g_factory.exchange(factory); }
-
-HRESULT initializeCom(DWORD model) {
-    const ComInitializer initializer = g_initializer.load();
-    return initializer ? initializer(nullptr, model) : CoInitializeEx(nullptr, model);
-}
-
-ComInitializer setComInitializer(ComInitializer initializer) { return g_initializer.exchange(initializer); }
 
 } // namespace qisrtvcard

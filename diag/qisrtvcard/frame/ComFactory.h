@@ -13,12 +13,6 @@ HRESULT createInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD context, REFIID ii
 // Null restores CoCreateInstance. Returns the factory installed before.
 ComFactory setComFactory(ComFactory factory);
 
-// CoInitializeEx of the module's analog graph; the simulated system can make it fail.
-using ComInitializer = HRESULT(WINAPI*)(LPVOID reserved, DWORD model);
-HRESULT initializeCom(DWORD model);
-// Null restores CoInitializeEx. Returns the one installed before.
-ComInitializer setComInitializer(ComInitializer initializer);
-
 // Installs a factory for one scope.
 class ScopedComFactory {
 public:

@@ -3,7 +3,7 @@
 
 #include <array>
 
-#include "frame/Services.h"
+#include "frame/MediaCenter.h"
 #include "frame/Toolhelp.h"
 #include "frame/Trace.h"
 #include "qis/Exception.h"

@@ -18,13 +18,11 @@ public:
     Installation(tvsim::Scenario scenario, bool realtime)
         : simulation_(std::move(scenario), tvsim::Simulation::Options{realtime}),
           factory_(setComFactory(tvsim::createInstance)),
-          initializer_(setComInitializer(tvsim::initializeCom)),
-          coInitialize_(tunekit::SmartCoInitialize::setInitFunction(tvsim::initializeCom)),
+          initializer_(tunekit::setComInitializer(tvsim::initializeCom)),
           toolhelp_(setToolhelp(&kSimulatedProcesses)) {}
     ~Installation() {
         setToolhelp(toolhelp_);
-        tunekit::SmartCoInitialize::setInitFunction(coInitialize_);
-        setComInitializer(initializer_);
+        tunekit::setComInitializer(initializer_);
         setComFactory(factory_);
     }
     Installation(const Installation&) = delete;
@@ -33,8 +31,7 @@ public:
 private:
     tvsim::Simulation simulation_;
     ComFactory factory_;
-    ComInitializer initializer_;
-    tunekit::SmartCoInitialize::InitFunction coInitialize_;
+    tunekit::ComInitializer initializer_;
     const ToolhelpApi* toolhelp_;
 };
 

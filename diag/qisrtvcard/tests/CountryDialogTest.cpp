@@ -15,8 +15,8 @@
 #include <thread>
 
 #include "ModuleTestSupport.h"
-#include "analog/CountryDialog.h"
-#include "analog/CountryTable.h"
+#include "frame/CountryDialog.h"
+#include "frame/CountryTable.h"
 #include "frame/Catalogue.h"
 #include "resources/resource.h"
 

@@ -10,7 +10,7 @@
 #include "Requirement.h"
 
 #include "ModuleTestSupport.h"
-#include "analog/CountryDialog.h"
+#include "frame/CountryDialog.h"
 #include "digital/ClearQamTest.h"
 #include "digital/DigitalTests.h"
 #include "frame/TestEntries.h"

@@ -20,7 +20,7 @@
 
 #include "ModuleTestSupport.h"
 #include "analog/AnalogPlumbing.h"
-#include "analog/CountryDialog.h"
+#include "frame/CountryDialog.h"
 #include "analog/GraphHandles.h"
 #include "frame/TestEntries.h"
 #include "qis/Exception.h"

@@ -7,7 +7,7 @@
 
 #include "ModuleTestSupport.h"
 #include "analog/AnalogPlumbing.h"
-#include "analog/CountryDialog.h"
+#include "frame/CountryDialog.h"
 #include "analog/GraphHandles.h"
 #include "frame/TestEntries.h"
 #include "tvsim/Simulation.h"

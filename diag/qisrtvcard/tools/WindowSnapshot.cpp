@@ -86,14 +86,14 @@ int snapshotDigital(const char* path) {
     const mirt5::SimulatedSystem system = startSimulatedSystem(request);
     using tunekit::ComPtr;
     ComPtr<IGraphBuilder> graph;
-    createInstance(CLSID_FilterGraph, nullptr, CLSCTX_ALL, IID_IGraphBuilder, graph.putVoid());
+    createInstance(CLSID_FilterGraph, nullptr, CLSCTX_ALL, IID_PPV_ARGS(graph.put()));
     ComPtr<IBaseFilter> provider, tuner, receiver, demultiplexer;
     provider.attach(getNetworkProvider());
     ComPtr<ITuner> tuning;
     if (!graph || !provider || FAILED(graph->AddFilter(provider.get(), L"Microsoft Network Provider")) ||
         !LoadFilter(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, tuner.put(), provider.get(), true, graph.get(), system.device, false) ||
         !LoadFilter(tunekit::KSCATEGORY_BDA_RECEIVER_COMPONENT, receiver.put(), tuner.get(), true, graph.get(), system.device, false) ||
-        FAILED(createInstance(CLSID_MPEG2Demultiplexer, nullptr, CLSCTX_ALL, IID_IBaseFilter, demultiplexer.putVoid())) ||
+        FAILED(createInstance(CLSID_MPEG2Demultiplexer, nullptr, CLSCTX_ALL, IID_PPV_ARGS(demultiplexer.put()))) ||
         FAILED(graph->AddFilter(demultiplexer.get(), L"Demux")) || !ConnectFilters(receiver.get(), demultiplexer.get(), graph.get()) ||
         FAILED(provider.as(tuning))) {
         std::fprintf(stderr, "window_snapshot: the virtual digital card could not be set up\n");
@@ -155,9 +155,9 @@ int main(int argc, char** argv) {
         return 1;
     }
     g_graphManager->AddFilter(g_captureFilter.get(), L"Video Capture");
-    g_captureBuilder->FindInterface(&PIN_CATEGORY_CAPTURE, nullptr, g_captureFilter.get(), IID_IAMTVTuner, g_tvTuner.putVoid());
+    g_captureBuilder->FindInterface(&PIN_CATEGORY_CAPTURE, nullptr, g_captureFilter.get(), IID_PPV_ARGS(g_tvTuner.put()));
     tunekit::ComPtr<IAMCrossbar> crossbar;
-    g_captureBuilder->FindInterface(&PIN_CATEGORY_CAPTURE, nullptr, g_captureFilter.get(), IID_IAMCrossbar, crossbar.putVoid());
+    g_captureBuilder->FindInterface(&PIN_CATEGORY_CAPTURE, nullptr, g_captureFilter.get(), IID_PPV_ARGS(crossbar.put()));
     if (crossbar) crossbar->Route(0, 0);
     if (g_tvTuner) {
         g_tvTuner->put_Mode(AMTUNER_MODE_TV);

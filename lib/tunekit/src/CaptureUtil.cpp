@@ -1,24 +1,21 @@
 #include "tunekit/CaptureUtil.h"
 
-#include "tunekit/ComPtr.h"
+#include "tunekit/ComOwners.h"
 
 namespace tunekit {
 namespace {
 
 qis::String filterName(IBaseFilter* filter) {
-    FILTER_INFO info{};
-    if (FAILED(filter->QueryFilterInfo(&info))) return "?";
-    if (info.pGraph) info.pGraph->Release();
-    return qis::String(info.achName);
+    FilterInfo info;
+    if (FAILED(filter->QueryFilterInfo(info.put()))) return "?";
+    return qis::String(info->achName);
 }
 
 qis::String pinName(IPin* pin, bool withFilter) {
-    PIN_INFO info{};
-    if (FAILED(pin->QueryPinInfo(&info))) return "?";
-    ComPtr<IBaseFilter> owner;
-    owner.attach(info.pFilter);
-    const qis::String name(info.achName);
-    return withFilter && owner ? filterName(owner.get()) + "." + name : name;
+    PinInfo info;
+    if (FAILED(pin->QueryPinInfo(info.put()))) return "?";
+    const qis::String name(info->achName);
+    return withFilter && info->pFilter ? filterName(info->pFilter) + "." + name : name;
 }
 
 qis::String pinLine(IPin* pin) {

@@ -7,9 +7,16 @@
 namespace tunekit {
 namespace {
 
-std::atomic<SmartCoInitialize::InitFunction> g_init{nullptr};
+std::atomic<ComInitializer> g_initializer{nullptr};
 
 } // namespace
+
+HRESULT initializeCom(DWORD model) {
+    const ComInitializer initializer = g_initializer.load();
+    return initializer ? initializer(nullptr, model) : CoInitializeEx(nullptr, model);
+}
+
+ComInitializer setComInitializer(ComInitializer initializer) { return g_initializer.exchange(initializer); }
 
 SmartCoInitialize::~SmartCoInitialize() {
     if (initialized_) CoUninitialize();
@@ -17,8 +24,7 @@ SmartCoInitialize::~SmartCoInitialize() {
 
 bool SmartCoInitialize::initialize() {
     if (initialized_) return true;
-    const InitFunction init = g_init.load();
-    const HRESULT hr = init ? init(nullptr, model_) : CoInitializeEx(nullptr, model_);
+    const HRESULT hr = initializeCom(model_);
     if (FAILED(hr)) {
         error_ = ErrorHandler::errorMessageFromHr(hr);
         return false;
@@ -27,7 +33,5 @@ bool SmartCoInitialize::initialize() {
     error_ = qis::String();
     return true;
 }
-
-SmartCoInitialize::InitFunction SmartCoInitialize::setInitFunction(InitFunction function) { return g_init.exchange(function); }
 
 } // namespace tunekit

@@ -83,13 +83,13 @@ TEST(SmartCoInitializeScope, UninitialisesWhatItInitialised) {
 
 TEST(SmartCoInitializeScope, FailureIsDescribedWithItsCodeAndNothingIsUndone) {
     std::thread([] {
-        const auto previous = SmartCoInitialize::setInitFunction(failingInit);
+        const auto previous = setComInitializer(failingInit);
         {
             SmartCoInitialize com;
             EXPECT_FALSE(com.initialize());
             EXPECT_TRUE(com.initError().contains("(0x80010106)"));
         }
-        SmartCoInitialize::setInitFunction(previous);
+        setComInitializer(previous);
         // The destructor did not call CoUninitialize for an initialisation that failed.
         EXPECT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
         CoUninitialize();

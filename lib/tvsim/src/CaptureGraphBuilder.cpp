@@ -26,10 +26,8 @@ ComPtr<IPin> peerOf(IPin* pin) {
 }
 
 ComPtr<IBaseFilter> ownerOf(IPin* pin) {
-    PIN_INFO info{};
-    ComPtr<IBaseFilter> owner;
-    if (SUCCEEDED(pin->QueryPinInfo(&info))) owner.attach(info.pFilter);
-    return owner;
+    tunekit::PinInfo info;
+    return SUCCEEDED(pin->QueryPinInfo(info.put())) ? info.held() : nullptr;
 }
 
 std::vector<ComPtr<IPin>> pinsOf(IBaseFilter* filter) {
@@ -43,7 +41,7 @@ std::vector<ComPtr<IPin>> pinsOf(IBaseFilter* filter) {
 // The pin category comes from the pin property set, which pins without a category do not answer.
 bool hasCategory(IPin* pin, const GUID& category) {
     ComPtr<IKsPropertySet> properties;
-    if (FAILED(pin->QueryInterface(IID_IKsPropertySet, properties.putVoid()))) return false;
+    if (FAILED(pin->QueryInterface(IID_PPV_ARGS(properties.put())))) return false;
     GUID actual = GUID_NULL;
     DWORD returned = 0;
     return SUCCEEDED(properties->Get(AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, nullptr, 0, &actual, sizeof(actual), &returned)) &&
@@ -53,19 +51,14 @@ bool hasCategory(IPin* pin, const GUID& category) {
 // The major types a pin carries: its connection's type once connected, else the types it offers.
 std::vector<GUID> majorTypesOf(IPin* pin) {
     std::vector<GUID> majors;
-    AM_MEDIA_TYPE connection{};
-    if (SUCCEEDED(pin->ConnectionMediaType(&connection))) {
-        majors.push_back(connection.majortype);
-        freeMediaType(connection);
+    tunekit::MediaTypeValue connection;
+    if (SUCCEEDED(pin->ConnectionMediaType(connection.put()))) {
+        majors.push_back(connection.get().majortype);
         return majors;
     }
     ComPtr<IEnumMediaTypes> types;
     if (FAILED(pin->EnumMediaTypes(types.put()))) return majors;
-    for (AM_MEDIA_TYPE* type = nullptr; types->Next(1, &type, nullptr) == S_OK; type = nullptr) {
-        majors.push_back(type->majortype);
-        freeMediaType(*type);
-        CoTaskMemFree(type);
-    }
+    for (tunekit::MediaTypePtr type; types->Next(1, type.put(), nullptr) == S_OK;) majors.push_back(type->majortype);
     return majors;
 }
 
@@ -92,7 +85,7 @@ ComPtr<IPin> findPin(IBaseFilter* filter, PIN_DIRECTION direction, const GUID* c
 
 bool sameObject(IUnknown* a, IUnknown* b) {
     ComPtr<IUnknown> first, second;
-    if (!a || !b || FAILED(a->QueryInterface(IID_IUnknown, first.putVoid())) || FAILED(b->QueryInterface(IID_IUnknown, second.putVoid())))
+    if (!a || !b || FAILED(a->QueryInterface(IID_PPV_ARGS(first.put()))) || FAILED(b->QueryInterface(IID_PPV_ARGS(second.put()))))
         return false;
     return first.get() == second.get();
 }
@@ -133,7 +126,7 @@ public:
     // The filter the search starts from is not searched again on a way back to it.
     void startAt(IBaseFilter* filter) {
         ComPtr<IUnknown> identity;
-        if (SUCCEEDED(filter->QueryInterface(IID_IUnknown, identity.putVoid()))) visited_.insert(identity.get());
+        if (SUCCEEDED(filter->QueryInterface(IID_PPV_ARGS(identity.put())))) visited_.insert(identity.get());
     }
 
     bool askPins(IBaseFilter* filter) {
@@ -164,7 +157,7 @@ private:
         if (!peer) return false;
         ComPtr<IBaseFilter> filter = ownerOf(peer.get());
         ComPtr<IUnknown> identity;
-        if (!filter || FAILED(filter->QueryInterface(IID_IUnknown, identity.putVoid())) || !visited_.insert(identity.get()).second)
+        if (!filter || FAILED(filter->QueryInterface(IID_PPV_ARGS(identity.put()))) || !visited_.insert(identity.get()).second)
             return false;
         return ask(filter.get()) || askPins(filter.get()) || (this->*next)(filter.get());
     }
@@ -262,9 +255,9 @@ public:
             if (!source) return E_POINTER;
             ComPtr<IPin> found;
             ComPtr<IBaseFilter> filter;
-            if (SUCCEEDED(source->QueryInterface(IID_IPin, found.putVoid()))) {
+            if (SUCCEEDED(source->QueryInterface(IID_PPV_ARGS(found.put())))) {
                 if (!matches(found.get(), direction, category, type, unconnected)) found.reset();
-            } else if (SUCCEEDED(source->QueryInterface(IID_IBaseFilter, filter.putVoid()))) {
+            } else if (SUCCEEDED(source->QueryInterface(IID_PPV_ARGS(filter.put())))) {
                 found = findPin(filter.get(), direction, category, type, unconnected, index);
             }
             if (!found) return E_FAIL;
@@ -277,20 +270,18 @@ private:
     // The builder makes a graph of its own when it needs one and has none.
     HRESULT ensureGraph() {
         if (graph_) return S_OK;
-        return Simulation::current().createInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder, graph_.putVoid());
+        return Simulation::current().createInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(graph_.put()));
     }
 
     bool inGraph(IBaseFilter* filter) const {
-        FILTER_INFO info{};
-        if (FAILED(filter->QueryFilterInfo(&info))) return false;
-        ComPtr<IFilterGraph> graph;
-        graph.attach(info.pGraph);
-        return sameObject(graph.get(), graph_.get());
+        tunekit::FilterInfo info;
+        if (FAILED(filter->QueryFilterInfo(info.put()))) return false;
+        return sameObject(info->pGraph, graph_.get());
     }
 
     // A new system filter in the graph under `name`.
     HRESULT addNew(const CLSID& clsid, LPCWSTR name, ComPtr<IBaseFilter>& filter) {
-        HRESULT hr = Simulation::current().createInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, filter.putVoid());
+        HRESULT hr = Simulation::current().createInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(filter.put()));
         if (FAILED(hr)) return hr;
         hr = graph_->AddFilter(filter.get(), name);
         if (FAILED(hr)) filter.reset();
@@ -318,11 +309,11 @@ private:
         if (FAILED(hr)) return hr;
         ComPtr<IBaseFilter> writer;
         ComPtr<IFileSinkFilter> sink;
-        if (FAILED(mux->QueryInterface(IID_IFileSinkFilter, sink.putVoid()))) {
+        if (FAILED(mux->QueryInterface(IID_PPV_ARGS(sink.put())))) {
             ComPtr<IPin> muxOutput = findPin(mux.get(), PINDIR_OUTPUT, nullptr, nullptr, true);
             hr = addNew(CLSID_FileWriter, L"File Writer", writer);
             if (SUCCEEDED(hr)) hr = muxOutput ? connectTo(muxOutput.get(), writer.get()) : E_FAIL;
-            if (SUCCEEDED(hr)) hr = writer->QueryInterface(IID_IFileSinkFilter, sink.putVoid());
+            if (SUCCEEDED(hr)) hr = writer->QueryInterface(IID_PPV_ARGS(sink.put()));
         }
         if (SUCCEEDED(hr)) hr = sink->SetFileName(file, nullptr);
         if (FAILED(hr)) {
@@ -423,11 +414,11 @@ private:
         ComPtr<IPin> out;
         HRESULT found = S_OK;
         ComPtr<IBaseFilter> filter;
-        if (SUCCEEDED(source->QueryInterface(IID_IPin, out.putVoid()))) {
+        if (SUCCEEDED(source->QueryInterface(IID_PPV_ARGS(out.put())))) {
             ComPtr<IBaseFilter> owner = ownerOf(out.get());
             if (!owner || !inGraph(owner.get())) return VFW_E_NOT_IN_GRAPH;
             if (directionOf(out.get()) != PINDIR_OUTPUT || peerOf(out.get())) return E_INVALIDARG;
-        } else if (SUCCEEDED(source->QueryInterface(IID_IBaseFilter, filter.putVoid()))) {
+        } else if (SUCCEEDED(source->QueryInterface(IID_PPV_ARGS(filter.put())))) {
             if (!inGraph(filter.get())) return VFW_E_NOT_IN_GRAPH;
             found = sourcePin(filter.get(), category, type, out, added);
         } else {
@@ -476,7 +467,7 @@ private:
                 ComPtr<IPin> pin = findPin(candidate.get(), PINDIR_OUTPUT, &category, type, false, i);
                 if (!pin) break;
                 ComPtr<IAMStreamControl> control;
-                if (FAILED(pin->QueryInterface(IID_IAMStreamControl, control.putVoid()))) {
+                if (FAILED(pin->QueryInterface(IID_PPV_ARGS(control.put())))) {
                     result = E_NOINTERFACE;
                     continue;
                 }

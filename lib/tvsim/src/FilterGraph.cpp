@@ -293,11 +293,9 @@ private:
     }
 
     bool inGraph(IPin* pin) const {
-        PIN_INFO info{};
-        if (!pin || FAILED(pin->QueryPinInfo(&info))) return false;
-        ComPtr<IBaseFilter> owner;
-        owner.attach(info.pFilter);
-        return indexOf(owner.get()) >= 0;
+        tunekit::PinInfo info;
+        if (!pin || FAILED(pin->QueryPinInfo(info.put()))) return false;
+        return indexOf(info->pFilter) >= 0;
     }
 
     HRESULT connectDirect(IPin* out, IPin* in, const AM_MEDIA_TYPE* type) {
@@ -348,19 +346,17 @@ private:
         ComPtr<IEnumMediaTypes> types;
         if (FAILED(out->EnumMediaTypes(types.put()))) return VFW_E_CANNOT_RENDER;
         bool video = false, audio = false, sections = false, transport = false;
-        for (AM_MEDIA_TYPE* type = nullptr; types->Next(1, &type, nullptr) == S_OK;) {
+        for (tunekit::MediaTypePtr type; types->Next(1, type.put(), nullptr) == S_OK;) {
             video = video || type->majortype == MEDIATYPE_Video;
             audio = audio || type->majortype == MEDIATYPE_Audio;
             sections = sections || type->majortype == MEDIATYPE_MPEG2_SECTIONS;
             transport = transport || (type->majortype == MEDIATYPE_Stream && isTransportStream(type->subtype));
-            freeMediaType(*type);
-            CoTaskMemFree(type);
         }
         if (sections && !video && !audio) return renderSections(out);
         if (!video && !audio) return renderStream(out, transport, depth);
         ComPtr<IBaseFilter> renderer;
         HRESULT hr = Simulation::current().createInstance(video ? CLSID_VideoRenderer : CLSID_DSoundRender, nullptr,
-                                                          CLSCTX_INPROC_SERVER, IID_IBaseFilter, renderer.putVoid());
+                                                          CLSCTX_INPROC_SERVER, IID_PPV_ARGS(renderer.put()));
         if (FAILED(hr)) return hr;
         hr = AddFilter(renderer.get(), video ? L"Video Renderer" : L"Default DirectSound Device");
         if (FAILED(hr)) return hr;
@@ -384,10 +380,9 @@ private:
     }
 
     HRESULT renderStream(IPin* out, bool transport, int depth) {
-        PIN_INFO info{};
-        if (FAILED(out->QueryPinInfo(&info))) return VFW_E_CANNOT_RENDER;
-        ComPtr<IBaseFilter> source;
-        source.attach(info.pFilter);
+        tunekit::PinInfo info;
+        if (FAILED(out->QueryPinInfo(info.put()))) return VFW_E_CANNOT_RENDER;
+        const ComPtr<IBaseFilter> source = info.held();
         const std::vector<Entry> candidates = filters_;
         for (const auto& entry : candidates) {
             if (entry.filter.get() == source.get()) continue;
@@ -395,8 +390,7 @@ private:
         }
         if (!transport) return VFW_E_CANNOT_RENDER;
         ComPtr<IBaseFilter> demux;
-        if (FAILED(Simulation::current().createInstance(CLSID_MPEG2Demultiplexer, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter,
-                                                        demux.putVoid())) ||
+        if (FAILED(Simulation::current().createInstance(CLSID_MPEG2Demultiplexer, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(demux.put()))) ||
             FAILED(AddFilter(demux.get(), L"MPEG-2 Demultiplexer")))
             return VFW_E_CANNOT_RENDER;
         if (FAILED(connectToFreeInput(out, demux.get()))) {
@@ -472,7 +466,7 @@ private:
     ComPtr<IVideoWindow> videoWindow() const {
         for (const auto& entry : filters_) {
             ComPtr<IVideoWindow> window;
-            if (SUCCEEDED(entry.filter->QueryInterface(IID_IVideoWindow, window.putVoid()))) return window;
+            if (SUCCEEDED(entry.filter->QueryInterface(IID_PPV_ARGS(window.put())))) return window;
         }
         return ComPtr<IVideoWindow>();
     }

@@ -95,12 +95,5 @@ MediaType MediaType::named(const qis::String& name) {
     return type;
 }
 
-void freeMediaType(AM_MEDIA_TYPE& type) {
-    if (type.cbFormat) CoTaskMemFree(type.pbFormat);
-    type.cbFormat = 0;
-    type.pbFormat = nullptr;
-    if (type.pUnk) type.pUnk->Release();
-    type.pUnk = nullptr;
-}
 
 } // namespace tvsim

@@ -1,5 +1,6 @@
 #pragma once
 // The one COM smart pointer of the product: owns one reference and releases it on every path.
+// Out-parameters take it as IID_PPV_ARGS(p.put()), so the IID always matches the pointer type.
 
 #include <unknwn.h>
 
@@ -40,6 +41,12 @@ public:
         return &p_;
     }
     void** putVoid() { return reinterpret_cast<void**>(put()); }
+    // An owner of a reference a function returned to its caller (which must not AddRef it).
+    static ComPtr adopt(T* p) {
+        ComPtr owner;
+        owner.p_ = p;
+        return owner;
+    }
     // Adopts a reference the caller already owns.
     void attach(T* p) {
         reset();

@@ -7,9 +7,14 @@
 
 namespace tunekit {
 
+// CoInitializeEx for the whole product, or what the simulated system or a test put in its place.
+using ComInitializer = HRESULT(WINAPI*)(LPVOID reserved, DWORD model);
+HRESULT initializeCom(DWORD model);
+// Null restores CoInitializeEx. Returns the one installed before.
+ComInitializer setComInitializer(ComInitializer initializer);
+
 class SmartCoInitialize {
 public:
-    using InitFunction = HRESULT(WINAPI*)(LPVOID reserved, DWORD model);
 
     explicit SmartCoInitialize(DWORD model = COINIT_APARTMENTTHREADED) : model_(model) {}
     ~SmartCoInitialize();
@@ -20,9 +25,6 @@ public:
     bool initialize();
     // What went wrong, with the HRESULT; empty when nothing did.
     qis::String initError() const { return error_; }
-
-    // Tests replace CoInitializeEx to make it fail; null restores it. Returns the previous one.
-    static InitFunction setInitFunction(InitFunction function);
 
 private:
     DWORD model_;

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "qis/String.h"
+#include "tunekit/ComOwners.h"
 #include "tunekit/DirectShow.h"
 
 namespace tvsim {
@@ -26,6 +27,6 @@ struct MediaType {
     static MediaType named(const qis::String& name);
 };
 
-void freeMediaType(AM_MEDIA_TYPE& type);
+using tunekit::freeMediaType;
 
 } // namespace tvsim

@@ -45,4 +45,7 @@ private:
 // Fills an empty table with the built-in countries, USA first.
 void buildCountryTable(CountryTable& table);
 
+// The telephone country code of the user-interface language, for the analog tuner.
+long languageCountryCode();
+
 } // namespace qisrtvcard

@@ -1,23 +1,7 @@
 #pragma once
-// Small services every test shares.
-
-#include <dshow.h>
+// The cable-check prompt the digital tests show before they repeat a scan.
 
 namespace qisrtvcard {
-
-// Windows Media Center holds the tuner while it runs.
-bool isMediaCenterRunning();
-
-// The telephone country code of the user-interface language, for the analog tuner.
-long languageCountryCode();
-
-// Hooks for publishing a graph in the running object table. Publishing is switched off: both
-// only trace, and AddGraphToRot leaves the cookie alone. Callers keep calling them so that it
-// can be switched on in one place.
-HRESULT AddGraphToRot(IUnknown* graph, DWORD* cookie);
-void RemoveGraphFromRot(DWORD cookie);
-
-void DeleteMediaType(AM_MEDIA_TYPE* mediaType);
 
 // Answers of the cable-check prompt.
 enum RetryAnswer : int {

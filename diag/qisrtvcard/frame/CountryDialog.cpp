@@ -2,9 +2,9 @@
 // returns the code of the one chosen.
 #include <windows.h>
 
-#include "analog/CountryDialog.h"
+#include "frame/CountryDialog.h"
 
-#include "analog/CountryTable.h"
+#include "frame/CountryTable.h"
 #include "frame/Catalogue.h"
 #include "frame/Trace.h"
 #include "resources/resource.h"

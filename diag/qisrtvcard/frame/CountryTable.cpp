@@ -1,9 +1,11 @@
 // The built-in country table. Names are wide literals with \u escapes so that every compiler
 // reads the native-script names the same way whatever the source encoding it assumes.
-#include "analog/CountryTable.h"
+#include "frame/CountryTable.h"
 
 #include <array>
 #include <string_view>
+
+#include "qis/Locale.h"
 
 namespace qisrtvcard {
 namespace {
@@ -287,6 +289,30 @@ void buildCountryTable(CountryTable& table) {
         record.lcid = std::string_view(row.key) == "us" ? kUsaLcid : 0;
         table.add(std::move(record));
     }
+}
+
+namespace {
+
+struct LanguageCountry {
+    const char* language;
+    long country;
+};
+
+// Compared in this order, exactly. "zh-tw" gives Hong Kong's 852, as the tuner driver expects.
+constexpr std::array<LanguageCountry, 23> kLanguageCountries = {{
+    {"en", 1},    {"zh-cn", 86}, {"zh-tw", 852}, {"cs", 420}, {"da", 45}, {"nl", 31},  {"fi", 358}, {"fr", 33},
+    {"de", 49},   {"el", 30},    {"hu", 36},     {"is", 354}, {"it", 39}, {"ja", 81},  {"ko", 82},  {"no", 47},
+    {"pl", 48},   {"pt", 351},   {"ru", 7},      {"sk", 421}, {"es", 34}, {"sv", 46},  {"tr", 90},
+}};
+constexpr long kDefaultCountry = 1;
+
+} // namespace
+
+long languageCountryCode() {
+    const qis::String language = qis::QISLocale::getGlobalLocale().getLanguage().toString();
+    for (const auto& row : kLanguageCountries)
+        if (language == row.language) return row.country;
+    return kDefaultCountry;
 }
 
 } // namespace qisrtvcard
