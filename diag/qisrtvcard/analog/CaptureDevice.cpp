@@ -2,9 +2,9 @@
 #include "analog/GraphHandles.h"
 #include "frame/Catalogue.h"
 #include "frame/ComFactory.h"
+#include "frame/FriendlyNames.h"
 #include "frame/PropertyBag.h"
 #include "frame/Trace.h"
-#include "qis/HashTable.h"
 
 namespace qisrtvcard {
 namespace {
@@ -15,15 +15,6 @@ constexpr const char* kNoDeviceEnumerator = "CLSID_SystemDeviceEnum failed.";
 // The same text whatever category was asked for.
 constexpr const char* kNoClassEnumerator = "CLSID_VideoInputDeviceCategory failed.";
 constexpr std::size_t kSeenNameBuckets = 32;
-
-// Identical cards share a friendly name: the second is "N 2", the third "N 3", in enumeration order.
-qis::String numbered(const qis::String& name, const qis::HashTable<bool>& seen) {
-    if (!seen.containsKey(name)) return name;
-    for (int number = 2;; ++number) {
-        const qis::String candidate = name + " " + qis::String::number(number);
-        if (!seen.containsKey(candidate)) return candidate;
-    }
-}
 
 mirt5::TestResult deviceNotFound(const char* error, Caller where = Caller::current()) {
     if (error) WarningDeviceNotFound->setVariable("error", error);
@@ -53,7 +44,7 @@ mirt5::TestResult FindCaptureDevice(const mirt5::DiagDevice& device, const GUID&
         if (target != DefaultName->localizedString()) {
             qis::String name;
             if (!readText(bag.get(), L"FriendlyName", name)) continue;
-            name = numbered(name, seen);
+            name = numberedName(name, seen);
             seen.put(name, true);
             found = name == target;
         } else {

@@ -1,6 +1,7 @@
 #include "frame/Entry.h"
 
 #include "frame/Catalogue.h"
+#include "frame/DeviceDiscovery.h"
 #include "frame/Simulated.h"
 #include "qis/ErrorStream.h"
 #include "qis/Exception.h"
@@ -15,6 +16,7 @@ int moduleMain(int argc, char** argv) {
         mirt5::DiagModule::setVersion(5, 0, "000000001");
         mirt5::DiagModule::setModuleInitCallback(moduleInit);
         mirt5::DiagModule::setSimulationStarter(startSimulatedSystem);
+        mirt5::DiagModule::setDeviceDiscoverer(discoverDevices);
         return mirt5::DiagModule::start();
     } catch (const qis::Exception& e) {
         qis::cerr << "exception caught: " << e.getMessage() << "\n";

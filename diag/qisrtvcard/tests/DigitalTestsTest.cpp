@@ -361,7 +361,7 @@ TEST_F(OcurScan, FindsTheCableChannelOnItsOwnTunerAndShowsItForTenSeconds) {
     EXPECT_THAT(moduleLog(), Contains(HasSubstr("Couldn't find a compatible Receiver.  Continuing as it is not always required.")));
     EXPECT_NE(sourceLineOf(moduleLog(), "Couldn't find a compatible Receiver"), sourceLineOf(moduleLog(), "Cleaning up"))
         << "each line names the statement that wrote it";
-    EXPECT_THAT(journalArguments("FilterGraph", "AddFilter"), Contains("OCUR BDA Tuner"));
+    EXPECT_THAT(journalArguments("FilterGraph", "AddFilter"), Contains("ATI TV Wonder OpenCable Receiver Tuner"));
     EXPECT_GE(virtualSeconds_, 10.0);
     EXPECT_EQ(probe_->reporter.percents.back(), 100);
     expectNothingLeft();
@@ -406,12 +406,12 @@ TEST_F(OcurScan, GraphStepsUpToTheTunerCannotRunAndLaterOnesFail) {
         {"SystemTuningSpaces", "get_Item", 0, nullptr, TestResult::CANNOTRUN(), "warning:ErrorCreatingFilterGraph"},
         {"ATSCQAMNetworkProvider", "CoCreateInstance", 0, nullptr, TestResult::CANNOTRUN(), "warning:ErrorCreatingFilterGraph"},
         {"ATSCQAMNetworkProvider", "QueryInterface(ITuner)", 0, nullptr, TestResult::CANNOTRUN(), "warning:ErrorCreatingFilterGraph"},
-        {"Moniker: OCUR BDA Tuner", "BindToObject", 0, nullptr, TestResult::CANNOTRUN(), "warning:ErrorCreatingFilterGraph"},
+        {"Moniker: ATI TV Wonder OpenCable Receiver Tuner", "BindToObject", 0, nullptr, TestResult::CANNOTRUN(), "warning:ErrorCreatingFilterGraph"},
         {"MPEG2Demultiplexer", "CoCreateInstance", 0, nullptr, TestResult::FAIL(), "error:ErrorCreatingFilterGraph"},
         {"FilterGraph", "QueryInterface(IMediaControl)", 0, nullptr, TestResult::FAIL(), "error:ErrorCreatingFilterGraph"},
         {"FilterGraph", "Run", 0, nullptr, TestResult::FAIL(), "error:ErrorCreatingFilterGraph"},
         {"ATSCLocator", "CoCreateInstance", 0, nullptr, TestResult::FAIL(), "error:ErrorCreatingFilterGraph"},
-        {"OCUR BDA Tuner", "EnumPins", 2, "false", TestResult::PASS(), nullptr}, // rendering the tuner's output
+        {"ATI TV Wonder OpenCable Receiver Tuner", "EnumPins", 2, "false", TestResult::PASS(), nullptr}, // rendering the tuner's output
     };
     for (const FaultOutcome& row : rows) {
         SCOPED_TRACE(describe(row));

@@ -190,6 +190,8 @@ TEST(Entry, VersionAndHelpSucceed) {
     EXPECT_EQ(help.code, 0u);
     EXPECT_THAT(help.out, HasSubstr("--test"));
     EXPECT_THAT(help.out, HasSubstr("64"));
+    for (const char* example : {"qisrtvcard --list --device", "qisrtvcard --test", "qisrtvcard --sim", "qisrtvcard --devices"})
+        EXPECT_THAT(help.out, HasSubstr(example));
 }
 
 const char* kFmParameters =
@@ -251,6 +253,152 @@ TEST(VirtualCard, AHostAnswersTheCablePromptOnStandardInput) {
     EXPECT_EQ(lines.back()["result"], "USERABORTED");
 }
 
+const char* kDigitalParameters = " --param MsgBoxTimeout=30 --param CheckTVCable=true --param DigitalStartChannel=2"
+                                 " --param DigitalEndChannel=69 --param UseMinorChannelTechnique=false";
+
+std::filesystem::path freshFolder(const std::string& name) {
+    const auto folder = workDirectory() / name;
+    std::filesystem::remove_all(folder);
+    std::filesystem::create_directories(folder);
+    return folder;
+}
+
+std::string quoted(const std::filesystem::path& path) { return "\"" + path.string() + "\""; }
+
+// A built-in card, the device file --devices writes for it, and the card's own test run on it.
+struct CardRun {
+    const char* card;
+    const char* file;
+    const char* locator; // what Windows shows as the card's device instance path
+    std::vector<std::string> offered;
+    const char* test;
+    std::string arguments;
+    const char* promptKind; // a prompt the run must show (the path the test took), or nullptr
+};
+
+class DerivedDeviceFile : public ::testing::TestWithParam<CardRun> {};
+
+// Unedited, the written file is offered the card's tests and its own test passes on it; the
+// OpenCable test finds its tuner among two through the derived locator.
+TEST_P(DerivedDeviceFile, OffersTheCardsTestsAndItsTestPasses) {
+    const CardRun& row = GetParam();
+    const auto folder = freshFolder(std::string("devices-") + row.card);
+    const Outcome discovery = runModule(std::string("--devices --sim ") + row.card + " --out " + quoted(folder));
+    ASSERT_EQ(discovery.code, 0u) << discovery.err;
+    const auto file = folder / row.file;
+    ASSERT_TRUE(std::filesystem::exists(file)) << discovery.out;
+    std::ifstream in(file);
+    const json written = json::parse(in);
+    EXPECT_EQ(written["properties"].value("DeviceLocator", ""), row.locator) << written.dump();
+    EXPECT_FALSE(written["properties"].contains("EnableQAM")) << "the host decides on Clear QAM";
+
+    EXPECT_EQ(offeredTests(quoted(file)), row.offered);
+    const Outcome run = runModule(std::string("--json --sim ") + row.card + " --device " + quoted(file) + " --test " +
+                                  row.test + row.arguments);
+    EXPECT_EQ(run.code, 0u) << run.out << run.err;
+    const auto lines = jsonLines(run.out);
+    ASSERT_FALSE(lines.empty()) << run.err;
+    EXPECT_EQ(lines.back()["result"], "PASS");
+    if (row.promptKind)
+        EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const json& l) { return l.value("kind", "") == row.promptKind; }))
+            << run.out;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    BuiltInCards, DerivedDeviceFile,
+    ::testing::Values(
+        CardRun{"hybrid", "Virtual-Hybrid-TV-Capture.json", R"(PCI\VEN_1131&DEV_7160&SUBSYS_00000000&REV_03\4&1B2E3F4C&0&00E0)",
+                {"TVSignalTest", "CaptureToScreenTest", "CaptureToFileTest", "FMRadioTest"}, "FMRadioTest", kFmParameters, nullptr},
+        CardRun{"atsc", "Virtual-ATSC-BDA-Tuner.json", R"(PCI\VEN_14F1&DEV_8852&SUBSYS_71A10070&REV_04\4&2A9C7E1B&0&00E0)",
+                {"DigitalTVSignalTest"}, "DigitalTVSignalTest", kDigitalParameters, nullptr},
+        CardRun{"dvbt", "Virtual-DVB-T-BDA-Tuner.json", R"(USB\VID_2040&PID_7070\4034567890)", {"DigitalTVSignalTest"},
+                "DigitalTVSignalTest", std::string(kDigitalParameters) + " --answer 49", "countryDialog"},
+        CardRun{"ocur", "ATI-TV-Wonder-OpenCable-Receiver-Tuner.json",
+                R"(PCI\VEN_1002&DEV_4D52&SUBSYS_0F011002&REV_01\4&1C3D5A7E&0&00E0)", {"DigitalTVSignalTest"},
+                "DigitalTVSignalTest", std::string(kDigitalParameters) + " --answer ok", "ocurWarning"}),
+    [](const auto& info) { return std::string(info.param.card); });
+
+// A system with a hybrid card (capture, tuner and receiver on one PCI instance), an identical
+// second card whose filter cannot be bound, a software capture filter, a moniker that cannot be
+// read and a USB stick.
+const char* kSystem = R"({"device": {"name": "unused"},
+  "categories": {
+    "VideoInputDevice": [
+      {"friendlyName": "Twin Capture", "description": "Twin card", "filter": "tv",
+       "devicePath": "\\\\?\\pci#ven_1131&dev_7160&subsys_11223344&rev_03#4&aa&0&00e0#{65e8773d-8f56-11d0-a3b9-00a0c9223196}\\global"},
+      {"friendlyName": "Twin Capture", "description": "Twin card", "filter": "plain",
+       "devicePath": "\\\\?\\pci#ven_1131&dev_7160&subsys_11223344&rev_03#4&bb&0&00e8#{65e8773d-8f56-11d0-a3b9-00a0c9223196}\\global"},
+      {"friendlyName": "Screen Grabber", "filter": "plain",
+       "devicePath": "\\\\?\\root#media#0000#{65e8773d-8f56-11d0-a3b9-00a0c9223196}\\global"},
+      {"friendlyName": "Broken", "filter": "plain"}
+    ],
+    "BDANetworkTuner": [
+      {"friendlyName": "Twin Tuner", "filter": "tuner",
+       "devicePath": "\\\\?\\pci#ven_1131&dev_7160&subsys_11223344&rev_03#4&aa&0&00e0#{71985f48-1ca1-11d3-9cc8-00c04f7971e0}\\{1}"},
+      {"friendlyName": "Stick Tuner", "filter": "tuner",
+       "devicePath": "\\\\?\\usb#vid_2040&pid_7070#0042#{71985f48-1ca1-11d3-9cc8-00c04f7971e0}\\{2}"}
+    ],
+    "BDAReceiverComponent": [
+      {"friendlyName": "Twin Receiver", "filter": "receiver",
+       "devicePath": "\\\\?\\pci#ven_1131&dev_7160&subsys_11223344&rev_03#4&aa&0&00e0#{fd0a5af4-b41d-11d2-9c95-00c04f7971e0}\\{3}"}
+    ]
+  },
+  "filters": {"tv": {"kind": "analogCapture", "tuner": {"fmMode": false}}, "plain": {"kind": "analogCapture"},
+              "tuner": {"kind": "bdaTuner"}, "receiver": {"kind": "bdaReceiver"}},
+  "faults": [{"object": "Moniker: Twin Capture #2", "method": "BindToObject"},
+             {"object": "Moniker: Broken", "method": "BindToStorage"}]})";
+
+struct DerivedDevice {
+    const char* name;
+    std::vector<std::string> capabilities;
+    std::map<std::string, std::string> properties; // all but DevicePath
+    const char* note;                               // a note on stderr about the device, or nullptr
+};
+
+TEST(Discovery, DerivesOneDeviceFilePerCardFromItsFilters) {
+    const Outcome listing = runModule("--devices --json --sim " + deviceFile("system", kSystem));
+    ASSERT_EQ(listing.code, 0u) << listing.err;
+    const json devices = json::parse(listing.out);
+    const std::vector<DerivedDevice> expected = {
+        {"Twin Capture", {"VideoCapture", "VideoCaptureBaseFilter", "AnalogTVTuner", "DigitalTVTuner"},
+         {{"AnalogFriendlyName", "Twin Capture"}, {"DigitalFriendlyName", "Twin Tuner"}, {"Description", "Twin card"},
+          {"DeviceLocator", R"(PCI\VEN_1131&DEV_7160&SUBSYS_11223344&REV_03\4&AA&0&00E0)"}, {"DeviceVendorID", "1131"},
+          {"DeviceID", "7160"}},
+         nullptr},
+        {"Twin Capture 2", {"VideoCapture", "VideoCaptureBaseFilter"},
+         {{"AnalogFriendlyName", "Twin Capture 2"}, {"Description", "Twin card"},
+          {"DeviceLocator", R"(PCI\VEN_1131&DEV_7160&SUBSYS_11223344&REV_03\4&BB&0&00E8)"}, {"DeviceVendorID", "1131"},
+          {"DeviceID", "7160"}},
+         "Twin Capture 2: the capture filter cannot be bound"},
+        {"Screen Grabber", {"VideoCapture", "VideoCaptureBaseFilter"}, {{"AnalogFriendlyName", "Screen Grabber"}},
+         R"(Screen Grabber: device path "\\?\root#media#0000#{65e8773d-8f56-11d0-a3b9-00a0c9223196}\global" is neither PCI nor USB)"},
+        {"Video Capture Device", {"VideoCapture", "VideoCaptureBaseFilter"}, {},
+         "Video Capture Device: a video capture filter: its properties cannot be read"},
+        {"Stick Tuner", {"VideoCapture", "DigitalTVTuner"},
+         {{"DigitalFriendlyName", "Stick Tuner"}, {"DeviceLocator", R"(USB\VID_2040&PID_7070\0042)"}, {"DeviceVendorID", "2040"},
+          {"DeviceID", "7070"}},
+         nullptr},
+    };
+    ASSERT_EQ(devices.size(), expected.size()) << listing.out;
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        const json& device = devices[i];
+        EXPECT_EQ(device["name"], expected[i].name);
+        EXPECT_EQ(device["capabilities"], json(expected[i].capabilities)) << expected[i].name;
+        json properties = device["properties"];
+        properties.erase("DevicePath");
+        EXPECT_EQ(properties, json(expected[i].properties)) << expected[i].name;
+        if (expected[i].note) EXPECT_THAT(listing.err, HasSubstr(expected[i].note));
+    }
+}
+
+// A variable the module did not set shows as nothing in the text, not as its placeholder.
+TEST(Console, AnEventWithoutItsVariableShowsTheTextWithoutIt) {
+    const std::string absent = device("absent", R"("VideoCapture", "VideoCaptureBaseFilter")", R"("AnalogFriendlyName": "No Such Card")");
+    const Outcome run = runModule("--sim --test CaptureToScreenTest --device " + absent);
+    EXPECT_EQ(run.code, 3u) << run.out << run.err;
+    EXPECT_THAT(run.out, HasSubstr("warning WarningDeviceNotFound: The capture device was not found.  (qisrtvcard:"));
+}
+
 struct BadInput {
     const char* arguments;
     const char* says;
@@ -285,8 +433,12 @@ TEST_P(BadCommandLine, OneLineNamingTheFaultAndUsageExitCode) {
     const std::string excluded = device("vendor", kAllCapabilities, R"("DeviceVendorID": "10CF", "DeviceID": "2030")");
     const std::string malformed = deviceFile("malformed", "{\"name\": \"x\",\n \"capabilities\": [\"VideoCapture\",]}");
     const std::string unknownCapability = deviceFile("unknowncap", R"({"name": "x", "capabilities": ["VideoCapture", "Teletext"]})");
+    // A folder that already holds the device file --devices would write for the built-in card.
+    const auto written = workDirectory() / "written";
+    std::filesystem::create_directories(written);
+    std::ofstream(written / "Virtual-Hybrid-TV-Capture.json") << "{}";
     for (auto [marker, value] : {std::pair{"@all", all}, {"@excluded", excluded}, {"@malformed", malformed},
-                                 {"@unknowncap", unknownCapability}})
+                                 {"@unknowncap", unknownCapability}, {"@written", "\"" + written.string() + "\""}})
         if (const auto at = arguments.find(marker); at != std::string::npos) arguments.replace(at, strlen(marker), value);
     // "@file:NAME" stands for a file of that name holding the text of kBadFiles.
     if (const auto at = arguments.find("@file:"); at != std::string::npos) {
@@ -371,6 +523,14 @@ INSTANTIATE_TEST_SUITE_P(
         BadInput{"--sim --test FMRadioTest --param StopOnSignal=true --param StopOnSignal=false", "given twice"},
         BadInput{"--log-level -1 --list", "--log-level"},
         BadInput{"--log-level abc --list", "--log-level"},
-        BadInput{"--sim a b --list", "not expected: b"}));
+        BadInput{"--sim a b --list", "not expected: b"},
+        BadInput{"--locale ..\\..\\secret --list", "language tag"},
+        BadInput{"--locale de_DE --list", "language tag"},
+        BadInput{"--devices --list", "--list"},
+        BadInput{"--out . --list", "--devices"},
+        BadInput{"--devices --force", "--out"},
+        BadInput{"--devices --out no-such-folder", "\"no-such-folder\": not a folder"},
+        BadInput{"--devices --out @all", "not a folder"},
+        BadInput{"--sim --devices --out @written", "Virtual-Hybrid-TV-Capture.json\" exists"}));
 
 } // namespace

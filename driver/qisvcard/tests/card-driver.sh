@@ -66,6 +66,11 @@ run unregistered NODEVICE CaptureToScreenTest
 # ---- registered: the analog tests on Wine's filter graph ----
 wine regsvr32 /s "$dll_win" || fail "regsvr32 failed"
 registered "$instance_key" || fail "the device is not under the video input category"
+# From here on the tests run on the device file --devices derives through Wine's enumerator and
+# capture graph builder, unedited: its capabilities say whether they found the card's tuner.
+mkdir derived
+wine "$program" --devices --out derived >devices.out 2>&1 || fail "--devices failed: $(cat devices.out)"
+cp derived/Virtual-Hybrid-TV-Capture.json device.json || fail "--devices wrote no file for the card: $(cat devices.out)"
 run tv-signal PASS TVSignalTest $tv --param TVStartChannel=4 --param TVEndChannel=6
 run tv-nosignal NOSIGNAL TVSignalTest $tv --param TVStartChannel=60 --param TVEndChannel=61
 run fm-signal PASS FMRadioTest $fm --param FMRadioStartChannel=95.1 --param FMRadioEndChannel=96.1

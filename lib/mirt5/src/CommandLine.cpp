@@ -1,11 +1,14 @@
 // The host protocol: the command line, the catalogue listing and one test run.
 // CLI11 lives in this file only; its header is expensive to compile.
+#include <algorithm>
+#include <cctype>
 #include <csignal>
 #include <filesystem>
 #include <iostream>
 
 #include <CLI/CLI.hpp>
 
+#include "DeviceListing.h"
 #include "HostInput.h"
 #include "Listing.h"
 #include "mirt5/DeviceFile.h"
@@ -30,6 +33,7 @@ struct Invocation {
     std::vector<std::string> args; // UTF-8, program name first
     void (*initCallback)() = nullptr;
     SimulationStarter simulationStarter = nullptr;
+    DeviceDiscoverer deviceDiscoverer = nullptr;
 };
 
 Invocation& invocation() {
@@ -40,6 +44,9 @@ Invocation& invocation() {
 struct Options {
     bool version = false;
     bool list = false;
+    bool devices = false;
+    std::string out;
+    bool force = false;
     bool json = false;
     std::string test;
     std::string device;
@@ -53,10 +60,16 @@ struct Options {
     bool realtime = false;
 };
 
-const char* kExitCodes =
+const char* kFooter =
+    "Examples:\n"
+    "  qisrtvcard --list --device card.json              the tests offered for a card\n"
+    "  qisrtvcard --test CaptureToScreenTest --device card.json\n"
+    "  qisrtvcard --sim atsc --test ClearQAMTest        on a virtual card (hybrid, atsc, dvbt, ocur)\n"
+    "  qisrtvcard --devices --out cards                 one device file a card found, for --device\n"
+    "\n"
     "Exit codes: the test's result: 0 PASS, 1 FAIL, 2 CANNOTRUN, 3 NODEVICE, 4 NOSIGNAL, 5 NOTSUPPORTED,\n"
     "6 USERABORTED, 7 INTERNALERROR, 8 EXITEDABNORMALLY; 64 for a command line, device file or value\n"
-    "that cannot be used. --help, --version and --list exit with 0.\n"
+    "that cannot be used. --help, --version, --list and --devices exit with 0.\n"
     "Answers: retry, skip, cancel, ok, timeout or a number, used by the prompts in order.";
 
 qis::String programName() {
@@ -111,6 +124,11 @@ void addOptions(CLI::App& app, Options& o) {
     auto* list = app.add_flag("--list", o.list, "List the catalogue (with --device: the tests offered for it)");
     auto* test = app.add_option("--test", o.test, "Run the test NAME")->type_name("NAME");
     list->excludes(test);
+    auto* devices = app.add_flag("--devices", o.devices, "List the capture and BDA devices as device files");
+    devices->excludes(list)->excludes(test);
+    auto* out = app.add_option("--out", o.out, "With --devices: write one device file a device into DIR")->type_name("DIR");
+    out->needs(devices);
+    app.add_flag("--force", o.force, "With --out: overwrite device files that exist")->needs(out);
     app.add_option("--device", o.device, "Device under test, a JSON file")->type_name("FILE");
     app.add_option("--param", o.parameters, "A parameter value for the test")->type_name("NAME=VALUE")->allow_extra_args(false);
     app.add_option("--answer", o.answers, "Pre-answer the next prompt")->type_name("ANSWER")->allow_extra_args(false);
@@ -124,10 +142,18 @@ void addOptions(CLI::App& app, Options& o) {
         ->expected(0, 1)
         ->type_name("[SCENARIO]");
     app.add_flag("--realtime", o.realtime, "With --sim: let virtual time follow the wall clock");
-    app.footer(kExitCodes);
+    app.footer(kFooter);
+}
+
+// The tag names a file beside the program, so it may not name a path.
+void requireLanguageTag(const std::string& tag) {
+    const auto allowed = [](unsigned char c) { return std::isalnum(c) || c == '-'; };
+    if (!std::all_of(tag.begin(), tag.end(), allowed))
+        throw UsageError("--locale \"" + qis::String(tag) + "\": expected a language tag of letters, digits and hyphens, such as de-DE");
 }
 
 void configureServices(const Options& o) {
+    requireLanguageTag(o.locale);
     qis::LogFactory::setPriority(o.logLevel);
     if (!o.logDir.empty()) {
         if (!std::filesystem::is_directory(qis::FileSystem::toPath(o.logDir)))
@@ -168,10 +194,27 @@ int runTest(const Options& o) {
     std::unique_ptr<LineSource> input;
     if (o.json) input = openStandardInput(true);
     else if (standardInputIsConsole()) input = openStandardInput(false);
-    const auto reporter = o.json ? makeJsonReporter(std::cout, o.logLevel) : makeHumanReporter(std::cout, o.logLevel);
+    const auto reporter = o.json ? makeJsonReporter(std::cout, o.logLevel)
+                                 : makeHumanReporter(std::cout, o.logLevel, standardOutputIsConsole());
 
     std::signal(SIGINT, onInterrupt);
     return DiagModule::run(request, *reporter, input.get()).value();
+}
+
+int discoverDevices(const Options& o) {
+    if (!invocation().deviceDiscoverer) throw UsageError("--devices: this program cannot discover devices");
+    const auto folder = qis::FileSystem::toPath(o.out);
+    // A folder that cannot take the files is reported before anything is looked at.
+    if (!o.out.empty()) requireReadableFolder(folder);
+    const auto simulation = startSimulation(o);
+    const DeviceDiscovery found = invocation().deviceDiscoverer();
+    std::vector<std::filesystem::path> files;
+    if (!o.out.empty()) {
+        files = plannedDeviceFiles(folder, found, o.force);
+        writeDeviceFiles(found, files);
+    }
+    printDevices(std::cout, std::cerr, found, files, o.json);
+    return 0;
 }
 
 int dispatch(CLI::App& app, const Options& o) {
@@ -185,8 +228,9 @@ int dispatch(CLI::App& app, const Options& o) {
         listCatalogue(std::cout, programName(), deviceUnderTest(o, simulation), o.json);
         return 0;
     }
+    if (o.devices) return discoverDevices(o);
     if (!o.test.empty()) return runTest(o);
-    throw UsageError("nothing to do: give --test NAME, --list, --version or --help (" + qis::String(app.get_name()) + " --help)");
+    throw UsageError("nothing to do: give --test NAME, --list, --devices, --version or --help (" + qis::String(app.get_name()) + " --help)");
 }
 
 } // namespace
@@ -210,6 +254,7 @@ void DiagModule::setCmdLineArgs(int argc, char** argv) {
 
 void DiagModule::setModuleInitCallback(void (*callback)()) { invocation().initCallback = callback; }
 void DiagModule::setSimulationStarter(SimulationStarter starter) { invocation().simulationStarter = starter; }
+void DiagModule::setDeviceDiscoverer(DeviceDiscoverer discoverer) { invocation().deviceDiscoverer = discoverer; }
 
 int DiagModule::start() {
     const qis::String name = programName();

@@ -53,7 +53,7 @@ Reporter& reporter() {
 
 void raise(Severity severity, Event* event, const char* sourceFile, int line) {
     if (!event) return;
-    reporter().event(severity, event->key(), event->text(), event->variables(), sourceFile ? sourceFile : "", line);
+    reporter().event(severity, event->key(), event->raisedText(), event->variables(), sourceFile ? sourceFile : "", line);
 }
 
 qis::String knownTestNames() {

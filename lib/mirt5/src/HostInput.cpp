@@ -11,6 +11,8 @@
 #include "mirt5/DiagModule.h"
 
 #ifdef _WIN32
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
 #include <io.h>
 #include <stdio.h>
 #else
@@ -81,6 +83,17 @@ bool standardInputIsConsole() {
     return _isatty(_fileno(stdin)) != 0;
 #else
     return isatty(0) != 0;
+#endif
+}
+
+// Only a console can have its line redrawn; a pipe, a file or the NUL device cannot (NUL passes
+// _isatty).
+bool standardOutputIsConsole() {
+#ifdef _WIN32
+    DWORD mode = 0;
+    return GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &mode) != FALSE;
+#else
+    return isatty(1) != 0;
 #endif
 }
 

@@ -11,5 +11,6 @@ namespace mirt5 {
 
 std::unique_ptr<LineSource> openStandardInput(bool json);
 bool standardInputIsConsole();
+bool standardOutputIsConsole();
 
 } // namespace mirt5

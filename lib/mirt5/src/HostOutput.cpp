@@ -1,6 +1,8 @@
 #include "mirt5/HostOutput.h"
 
+#include <algorithm>
 #include <ostream>
+#include <string>
 
 #include <nlohmann/json.hpp>
 
@@ -25,17 +27,53 @@ qis::String variableList(const Variables& variables) {
     return text;
 }
 
+// The percent as a bar of this many cells, and the widest live line: one more column and a
+// console wraps it, and a wrapped line can no longer be redrawn in place.
+constexpr int kBarCells = 20;
+constexpr std::size_t kLiveLineColumns = 79;
+
+// UTF-8 text cut to at most `columns` characters (one column each, near enough for a status line).
+std::string fitted(const std::string& text, std::size_t columns) {
+    std::size_t characters = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool starts = (static_cast<unsigned char>(text[i]) & 0xC0) != 0x80;
+        if (starts && characters++ == columns) return text.substr(0, i);
+    }
+    return text;
+}
+
+std::size_t characterCount(const std::string& text) {
+    std::size_t characters = 0;
+    for (unsigned char c : text) characters += (c & 0xC0) != 0x80;
+    return characters;
+}
+
+std::string bar(int percent) {
+    const int filled = std::clamp(percent, 0, 100) * kBarCells / 100;
+    std::string text = "[" + std::string(filled, '#') + std::string(kBarCells - filled, '.') + "] ";
+    const std::string number = std::to_string(std::clamp(percent, 0, 100));
+    return text + std::string(3 - number.size(), ' ') + number + "%";
+}
+
 class HumanReporter final : public Reporter {
 public:
-    HumanReporter(std::ostream& out, int logLevel) : out_(out), logLevel_(logLevel) {}
+    HumanReporter(std::ostream& out, int logLevel, bool liveLine) : out_(out), logLevel_(logLevel), live_(liveLine) {}
 
     void started(const qis::String& test, const DiagDevice& device) override {
         line("start " + test + " on \"" + device.name() + "\"");
     }
     void percent(int value, bool reset) override {
-        line(reset ? qis::String("percent reset") : "percent " + qis::String::number(value));
+        if (!live_) return line(reset ? qis::String("percent reset") : "percent " + qis::String::number(value));
+        std::lock_guard lock(mutex_);
+        percent_ = reset ? 0 : value;
+        redraw();
     }
-    void progress(const qis::String&, const qis::String& text, const Variables&) override { line("progress " + text); }
+    void progress(const qis::String&, const qis::String& text, const Variables&) override {
+        if (!live_) return line("progress " + text);
+        std::lock_guard lock(mutex_);
+        progressText_ = text.utf8();
+        redraw();
+    }
     void event(Severity severity, const qis::String& key, const qis::String& text, const Variables& variables,
                const qis::String& file, int sourceLine) override {
         qis::String vars = variableList(variables);
@@ -61,19 +99,45 @@ public:
         line("log " + qis::String::number(record.priority) + " " + record.category + ": " + record.text);
     }
     void finished(TestResult result, const qis::String& detail) override {
+        {
+            std::lock_guard lock(mutex_);
+            active_ = false; // the result is the last line; no bar below it
+        }
         line("result " + qis::String(result.name()) + " " + qis::String::number(result.value()) +
              (detail.isEmpty() ? "" : ": " + detail));
     }
 
 private:
+    // Every other line goes above the live one: clear it, write the line, draw it again below.
     void line(const qis::String& text) {
         std::lock_guard lock(mutex_);
+        erase();
         out_ << text << '\n';
+        if (active_) redraw();
         out_.flush();
     }
+    void redraw() {
+        active_ = true;
+        erase();
+        const std::string text = fitted(bar(percent_) + (progressText_.empty() ? "" : "  " + progressText_), kLiveLineColumns);
+        out_ << text;
+        out_.flush();
+        shownColumns_ = characterCount(text);
+    }
+    void erase() {
+        if (shownColumns_ == 0) return;
+        out_ << '\r' << std::string(shownColumns_, ' ') << '\r';
+        shownColumns_ = 0;
+    }
+
     std::ostream& out_;
     int logLevel_;
+    bool live_;
     std::mutex mutex_;
+    bool active_ = false;
+    int percent_ = 0;
+    std::string progressText_;
+    std::size_t shownColumns_ = 0;
 };
 
 class JsonReporter final : public Reporter {
@@ -151,8 +215,8 @@ private:
 
 } // namespace
 
-std::unique_ptr<Reporter> makeHumanReporter(std::ostream& out, int logLevel) {
-    return std::make_unique<HumanReporter>(out, logLevel);
+std::unique_ptr<Reporter> makeHumanReporter(std::ostream& out, int logLevel, bool liveLine) {
+    return std::make_unique<HumanReporter>(out, logLevel, liveLine);
 }
 
 std::unique_ptr<Reporter> makeJsonReporter(std::ostream& out, int logLevel) {

@@ -23,20 +23,15 @@ Texts& texts() {
     return instance;
 }
 
-qis::String pathText(const std::filesystem::path& path) {
-    const auto text = path.u8string();
-    return qis::String(std::string(text.begin(), text.end()));
-}
-
 bool readFile(const std::filesystem::path& path, Texts& into, qis::String* error) {
     std::ifstream in(path, std::ios::binary);
     if (!in) {
-        if (error) *error = "cannot open " + pathText(path);
+        if (error) *error = "cannot open " + qis::FileSystem::toText(path);
         return false;
     }
     const auto json = nlohmann::json::parse(in, nullptr, false);
     if (json.is_discarded() || !json.is_object()) {
-        if (error) *error = pathText(path) + " is not a JSON object";
+        if (error) *error = qis::FileSystem::toText(path) + " is not a JSON object";
         return false;
     }
     const auto copy = [](const nlohmann::json& section, std::map<qis::String, qis::String>& target) {
@@ -94,7 +89,8 @@ qis::String Localization::testName(const qis::String& name) {
     return it == texts().tests.end() ? name : it->second;
 }
 
-qis::String Localization::fill(const qis::String& text, const std::map<qis::String, qis::String>& variables) {
+qis::String Localization::fill(const qis::String& text, const std::map<qis::String, qis::String>& variables,
+                               Unset unset) {
     const std::string& in = text.utf8();
     std::string out;
     std::size_t i = 0;
@@ -106,7 +102,7 @@ qis::String Localization::fill(const qis::String& text, const std::map<qis::Stri
         out.append(in, i, open - i);
         const auto it = variables.find(qis::String(in.substr(open + 1, close - open - 1)));
         if (it != variables.end()) out += it->second.utf8();
-        else out.append(in, open, close - open + 1);
+        else if (unset == Unset::Keep) out.append(in, open, close - open + 1);
         i = close + 1;
     }
     out.append(in, i, std::string::npos);

@@ -20,9 +20,9 @@ void Message::clearVariables() {
     variables_.clear();
 }
 
-qis::String Message::render(bool isEvent) const {
+qis::String Message::render(bool isEvent, Localization::Unset unset) const {
     const qis::String text = isEvent ? Localization::eventText(key_) : Localization::stringText(key_);
-    return Localization::fill(text, variables());
+    return Localization::fill(text, variables(), unset);
 }
 
 Value Parameter::value() const {

@@ -87,6 +87,22 @@ TEST_F(JsonOutput, AModulesOwnPromptIsAnsweredWithItsNumberNotWithABoxAnswerOfTh
     EXPECT_EQ(text.str(), "prompt Country: Please select a country\nanswer 220 (answer)\n");
 }
 
+// On a console the bar and the current channel are one line, redrawn in place; every other line
+// clears it, goes above it, and the bar comes back below, except after the result.
+TEST(ConsoleOutput, PercentAndProgressShareOneLineThatOtherLinesGoAbove) {
+    std::ostringstream text;
+    const auto console = makeHumanReporter(text, qis::LogPriority::Warning, true);
+    console->percent(50, false);
+    console->progress("TestingChannel", "Testing channel 7", {});
+    console->event(Severity::Warning, "Weak", "weak signal", {}, "x.cpp", 3);
+    console->finished(TestResult::PASS(), "");
+    const std::string bar = "[##########..........]  50%";
+    const std::string withChannel = bar + "  Testing channel 7";
+    const auto erase = [](const std::string& shown) { return "\r" + std::string(shown.size(), ' ') + "\r"; };
+    EXPECT_EQ(text.str(), bar + erase(bar) + withChannel + erase(withChannel) + "warning Weak: weak signal (x.cpp:3)\n" +
+                              withChannel + erase(withChannel) + "result PASS 0\n");
+}
+
 TEST_F(JsonOutput, TextThatIsNotUtf8StillGivesAValidLine) {
     const qis::String broken(std::string("caf\xE9 \xFF"));
     EXPECT_NO_THROW(reporter->event(Severity::Warning, "Odd", broken, {{"name", broken}}, "x.cpp", 1));

@@ -14,6 +14,11 @@ std::filesystem::path FileSystem::toPath(const String& path) {
     return std::filesystem::path(text);
 }
 
+String FileSystem::toText(const std::filesystem::path& path) {
+    const std::u8string text = path.u8string();
+    return String(std::string(text.begin(), text.end()));
+}
+
 bool FileSystem::exists(const String& path) {
     std::error_code error;
     return std::filesystem::exists(toPath(path), error);

@@ -212,7 +212,7 @@ constexpr BuiltIn kBuiltIns[] = {
         "filter": "otherTuner"
       },
       {
-        "friendlyName": "OCUR BDA Tuner",
+        "friendlyName": "ATI TV Wonder OpenCable Receiver Tuner",
         "devicePath": "\\\\?\\pci#ven_1002&dev_4d52&subsys_0f011002&rev_01#4&1c3d5a7e&0&00e0#{71985f48-1ca1-11d3-9cc8-00c04f7971e0}\\{9f2b1c11-3a2d-4c55-9d1e-0c0c7e0a0001}",
         "filter": "ocurTuner"
       }

@@ -49,6 +49,22 @@ struct SimulatedSystem {
 // Throws UsageError for a scenario that cannot be used.
 using SimulationStarter = SimulatedSystem (*)(const SimulationRequest& request);
 
+// What device discovery (--devices) found: each device as its device file describes it, with a
+// note for each thing that could not be read, and notes on the system as a whole.
+struct DiscoveredDevice {
+    DiagDevice device;
+    std::vector<qis::String> notes;
+};
+
+struct DeviceDiscovery {
+    std::vector<DiscoveredDevice> devices;
+    std::vector<qis::String> notes;
+};
+
+// Looks at the system the run uses (the simulated one with --sim); never throws for a device
+// that cannot be read.
+using DeviceDiscoverer = DeviceDiscovery (*)();
+
 struct ModuleVersion {
     int major = 0;
     int minor = 0;
@@ -78,6 +94,8 @@ public:
     static void setModuleInitCallback(void (*callback)());
     // Without a starter, --sim is refused.
     static void setSimulationStarter(SimulationStarter starter);
+    // Without a discoverer, --devices is refused.
+    static void setDeviceDiscoverer(DeviceDiscoverer discoverer);
     // Runs what the command line asks for; returns the process exit code.
     static int start();
 

@@ -10,7 +10,9 @@
 namespace mirt5 {
 
 // logLevel: log records at or above it are shown (the file log is not affected).
-std::unique_ptr<Reporter> makeHumanReporter(std::ostream& out, int logLevel);
+// liveLine: the percent and the current progress text share one line, redrawn in place (for a
+// console); otherwise each is a line of its own, as scripts read them.
+std::unique_ptr<Reporter> makeHumanReporter(std::ostream& out, int logLevel, bool liveLine = false);
 std::unique_ptr<Reporter> makeJsonReporter(std::ostream& out, int logLevel);
 
 } // namespace mirt5

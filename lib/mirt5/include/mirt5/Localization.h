@@ -22,8 +22,12 @@ public:
     static qis::String stringText(const qis::String& key);
     // The name of a test as people see it; the test's own name when the data has none.
     static qis::String testName(const qis::String& name);
-    // Replaces each "{name}" with the variable's value; unknown names stay as written.
-    static qis::String fill(const qis::String& text, const std::map<qis::String, qis::String>& variables);
+    // What becomes of a "{name}" without a value: kept as written (a template, as the catalogue
+    // lists it) or left out (a text shown to a person).
+    enum class Unset { Keep, Empty };
+    // Replaces each "{name}" with the variable's value.
+    static qis::String fill(const qis::String& text, const std::map<qis::String, qis::String>& variables,
+                            Unset unset = Unset::Keep);
 };
 
 } // namespace mirt5

@@ -5,6 +5,7 @@
 #include <map>
 #include <mutex>
 
+#include "mirt5/Localization.h"
 #include "mirt5/Value.h"
 
 namespace mirt5 {
@@ -20,7 +21,7 @@ public:
     void clearVariables();
 
 protected:
-    qis::String render(bool isEvent) const;
+    qis::String render(bool isEvent, Localization::Unset unset = Localization::Unset::Keep) const;
 
 private:
     qis::String key_;
@@ -32,6 +33,8 @@ class Event : public Message {
 public:
     using Message::Message;
     qis::String text() const { return render(true); }
+    // The text as a raised event shows it: a variable the module did not set is left out.
+    qis::String raisedText() const { return render(true, Localization::Unset::Empty); }
 };
 
 class LocalizedString : public Message {

@@ -12,6 +12,8 @@ public:
     // True when the file is gone afterwards because this call removed it.
     static bool removeFile(const String& path);
     static std::filesystem::path toPath(const String& path);
+    // The path as text, for messages.
+    static String toText(const std::filesystem::path& path);
 };
 
 } // namespace qis
