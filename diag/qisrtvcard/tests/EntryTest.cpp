@@ -42,6 +42,15 @@ TEST_F(ModuleEntry, FoundationExceptionEscapingTheFrameworkEndsAbnormallyWithOne
     EXPECT_EQ(errors_.str(), "exception caught: injected failure\n");
 }
 
+TEST_F(ModuleEntry, VersionAnswersWithTheModulesVersionAndSucceeds) {
+    EXPECT_EQ(run({"--version"}), 0);
+    const mirt5::ModuleVersion version = mirt5::DiagModule::version();
+    EXPECT_EQ(version.major, 5);
+    EXPECT_EQ(version.minor, 0);
+    EXPECT_EQ(version.build, "000000001");
+    EXPECT_TRUE(errors_.str().empty());
+}
+
 // The five entries that need a capture device refuse any other under the one text hosts match on,
 // before they touch COM or the card.
 TEST(TestEntries, ADeviceWithoutVideoCaptureIsRefusedWithTheCapabilityCheckAsItsText) {
