@@ -79,56 +79,42 @@ protected:
     testing::Probe probe_;
 };
 
-TEST_F(CaptureDeviceDiscovery, IdenticalCardsAreNumberedInEnumerationOrder) {
-    testing::SimulatedSystem system(scenarioWith({moniker("TV Card"), moniker("TV Card"), moniker("TV Card")}));
-    EXPECT_EQ(find(deviceNamed("TV Card 2")), TestResult::PASS());
-    EXPECT_EQ(boundAfter(), 2u);
-    tvsim::Simulation::current().journal().clear();
-    EXPECT_EQ(find(deviceNamed("TV Card 3")), TestResult::PASS());
-    EXPECT_EQ(boundAfter(), 3u);
-    tvsim::Simulation::current().journal().clear();
-    EXPECT_EQ(find(deviceNamed("TV Card")), TestResult::PASS());
-    EXPECT_EQ(boundAfter(), 1u);
-    EXPECT_EQ(system.liveObjects(), "");
-}
-
-TEST_F(CaptureDeviceDiscovery, AFilterWithoutFriendlyNameDoesNotShiftTheNumbering) {
-    testing::SimulatedSystem system(scenarioWith({moniker("TV Card"), moniker(""), moniker("TV Card")}));
-    EXPECT_EQ(find(deviceNamed("TV Card 2")), TestResult::PASS());
-    EXPECT_EQ(boundAfter(), 3u);
-}
-
-TEST_F(CaptureDeviceDiscovery, TheDefaultNameMatchesByDescriptionAlone) {
-    testing::SimulatedSystem system(scenarioWith({moniker("Other", "Other card"), moniker("Anything", "Virtual card")}));
-    EXPECT_EQ(find(deviceNamed("Video Capture Device", "Virtual card")), TestResult::PASS());
-    EXPECT_EQ(boundAfter(), 2u);
-}
-
-TEST_F(CaptureDeviceDiscovery, NoMatchAndEmptyCategoryGiveNoDevice) {
-    testing::SimulatedSystem system(scenarioWith({moniker("TV Card")}));
-    EXPECT_EQ(find(deviceNamed("Other Card")), TestResult::NODEVICE());
-    expectWarning("WarningDeviceNotFound", nullptr);
-}
-
-TEST_F(CaptureDeviceDiscovery, EmptyCategoryGivesNoDevice) {
-    testing::SimulatedSystem system(scenarioWith({}));
-    EXPECT_EQ(find(deviceNamed("TV Card")), TestResult::NODEVICE());
-    expectWarning("WarningDeviceNotFound", nullptr);
+// The card a device names among the category's filters: the moniker bound (counted from 1) or
+// the warning given.
+TEST_F(CaptureDeviceDiscovery, TheDeviceNamesItsFilterAmongTheCategorysOrNone) {
+    const struct {
+        std::vector<std::string> monikers;
+        const char* analogName;
+        const char* description;
+        std::size_t bound; // 0: none, NODEVICE
+    } cases[] = {
+        {{moniker("TV Card"), moniker("TV Card"), moniker("TV Card")}, "TV Card 2", "Virtual card", 2}, // identical cards numbered
+        {{moniker("TV Card"), moniker("TV Card"), moniker("TV Card")}, "TV Card 3", "Virtual card", 3},
+        {{moniker("TV Card"), moniker("TV Card"), moniker("TV Card")}, "TV Card", "Virtual card", 1},
+        {{moniker("TV Card"), moniker(""), moniker("TV Card")}, "TV Card 2", "Virtual card", 3}, // no name, no number
+        {{moniker("Other", "Other card"), moniker("Anything")}, "Video Capture Device", "Virtual card", 2}, // by description
+        {{moniker("TV Card")}, "Other Card", "Virtual card", 0},
+        {{}, "TV Card", "Virtual card", 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.analogName + std::string(" among ") + std::to_string(c.monikers.size()));
+        testing::SimulatedSystem system(scenarioWith(c.monikers));
+        probe_.reporter.events.clear();
+        EXPECT_EQ(find(deviceNamed(c.analogName, c.description)), c.bound ? TestResult::PASS() : TestResult::NODEVICE());
+        if (c.bound) EXPECT_EQ(boundAfter(), c.bound);
+        else expectWarning("WarningDeviceNotFound", nullptr);
+        EXPECT_EQ(system.liveObjects(), "");
+    }
 }
 
 TEST_F(CaptureDeviceDiscovery, SystemFailuresAreInternalErrorsNamingTheStep) {
-    {
+    for (const auto& [method, error] : {std::pair{"CoCreateInstance", "CLSID_SystemDeviceEnum failed."},
+                                        std::pair{"CreateClassEnumerator", "CLSID_VideoInputDeviceCategory failed."}}) {
         testing::SimulatedSystem system(scenarioWith({moniker("TV Card")}));
-        addFault("SystemDeviceEnum", "CoCreateInstance");
+        addFault("SystemDeviceEnum", method);
+        probe_.reporter.events.clear();
         EXPECT_EQ(find(deviceNamed("TV Card")), TestResult::INTERNALERROR());
-        expectWarning("WarningDeviceNotFound", "CLSID_SystemDeviceEnum failed.");
-    }
-    probe_.reporter.events.clear();
-    {
-        testing::SimulatedSystem system(scenarioWith({moniker("TV Card")}));
-        addFault("SystemDeviceEnum", "CreateClassEnumerator");
-        EXPECT_EQ(find(deviceNamed("TV Card")), TestResult::INTERNALERROR());
-        expectWarning("WarningDeviceNotFound", "CLSID_VideoInputDeviceCategory failed.");
+        expectWarning("WarningDeviceNotFound", error);
         EXPECT_EQ(system.liveObjects(), "");
     }
 }
@@ -170,27 +156,29 @@ TEST_F(CaptureGraphSetup, BuildsTheGraphAndReleasesEverythingOnClose) {
     EXPECT_EQ(system_.liveObjects(), "");
 }
 
-TEST_F(CaptureGraphSetup, ComInitialisationFailureIsAWindowSetupProblem) {
-    addFault("COM", "CoInitializeEx", 0x80010106u);
-    EXPECT_EQ(setUp(), TestResult::INTERNALERROR());
-    expectEvent(mirt5::Severity::Warning, "WarningWindowSetupProblem", "CoInitializeEx failed.");
-}
-
-TEST_F(CaptureGraphSetup, EachGraphStepFailsWithItsOwnText) {
+// A COM set-up failure is a window set-up problem; each graph step fails with its own text.
+TEST_F(CaptureGraphSetup, EachStepFailsWithItsOwnText) {
     const struct {
         const char* object;
         const char* method;
+        std::uint32_t hr;
+        TestResult result;
+        mirt5::Severity severity;
+        const char* key;
         const char* error;
-    } steps[] = {{"FilterGraph", "CoCreateInstance", "CLSID_FilterGraph failed."},
-                 {"FilterGraph", "QueryInterface(IMediaControl)", "IID_IMediaControl failed."},
-                 {"CaptureGraphBuilder2", "SetFiltergraph", "SetFiltergraph failed."}};
+    } steps[] = {
+        {"COM", "CoInitializeEx", 0x80010106u, TestResult::INTERNALERROR(), mirt5::Severity::Warning, "WarningWindowSetupProblem", "CoInitializeEx failed."},
+        {"FilterGraph", "CoCreateInstance", 0x80004005u, TestResult::FAIL(), mirt5::Severity::Error, "ErrorCreatingFilterGraph", "CLSID_FilterGraph failed."},
+        {"FilterGraph", "QueryInterface(IMediaControl)", 0x80004005u, TestResult::FAIL(), mirt5::Severity::Error, "ErrorCreatingFilterGraph", "IID_IMediaControl failed."},
+        {"CaptureGraphBuilder2", "SetFiltergraph", 0x80004005u, TestResult::FAIL(), mirt5::Severity::Error, "ErrorCreatingFilterGraph", "SetFiltergraph failed."}};
     for (const auto& step : steps) {
+        SCOPED_TRACE(step.method);
         tvsim::Simulation::current().faults().clear();
         probe_.reporter.events.clear();
-        addFault(step.object, step.method);
-        EXPECT_EQ(setUp(), TestResult::FAIL()) << step.method;
-        expectEvent(mirt5::Severity::Error, "ErrorCreatingFilterGraph", step.error);
-        EXPECT_EQ(system_.liveObjects(), "") << step.method;
+        addFault(step.object, step.method, step.hr);
+        EXPECT_EQ(setUp(), step.result);
+        expectEvent(step.severity, step.key, step.error);
+        EXPECT_EQ(system_.liveObjects(), "");
     }
 }
 
@@ -305,23 +293,20 @@ LRESULT CALLBACK refuseCreation(HWND window, UINT message, WPARAM wParam, LPARAM
     return message == WM_NCCREATE ? FALSE : DefWindowProcW(window, message, wParam, lParam);
 }
 
-TEST_F(VideoWindowSetup, AWindowThatCannotBeCreatedIsASetupProblem) {
+TEST_F(VideoWindowSetup, AWindowThatCannotBeCreatedOrRegisteredIsASetupProblem) {
     WNDCLASSW refusing{};
     refusing.lpfnWndProc = refuseCreation;
     refusing.lpszClassName = L"RefusingVideoWindow";
     refusing.hInstance = reinterpret_cast<HINSTANCE>(GetWindowLongPtrW(GetConsoleWindow(), GWLP_HINSTANCE));
     ASSERT_NE(RegisterClassW(&refusing), 0);
-    EXPECT_EQ(withWindow([] {}, "RefusingVideoWindow"), TestResult::INTERNALERROR());
-    ASSERT_EQ(probe_.reporter.events.size(), 1u);
-    EXPECT_EQ(probe_.reporter.events[0].severity, mirt5::Severity::Warning);
-    EXPECT_EQ(probe_.reporter.events[0].variables.at("error"), "CreateWindow failed.");
-}
-
-TEST_F(VideoWindowSetup, AClassThatCannotBeRegisteredIsASetupProblem) {
     // An empty class name is refused by RegisterClass with an error other than "already exists".
-    EXPECT_EQ(withWindow([] {}, ""), TestResult::INTERNALERROR());
-    ASSERT_EQ(probe_.reporter.events.size(), 1u);
-    EXPECT_EQ(probe_.reporter.events[0].variables.at("error"), "RegisterClass failed.");
+    for (const auto& [className, error] : {std::pair{"RefusingVideoWindow", "CreateWindow failed."}, std::pair{"", "RegisterClass failed."}}) {
+        probe_.reporter.events.clear();
+        EXPECT_EQ(withWindow([] {}, className), TestResult::INTERNALERROR());
+        ASSERT_EQ(probe_.reporter.events.size(), 1u);
+        EXPECT_EQ(probe_.reporter.events[0].severity, mirt5::Severity::Warning);
+        EXPECT_EQ(probe_.reporter.events[0].variables.at("error"), error);
+    }
 }
 
 TEST_F(VideoWindowSetup, AWindowWithoutAGraphIsAnAssertionFailure) {

@@ -61,7 +61,7 @@ AviSummary readAvi(const std::filesystem::path& path) {
     return summary;
 }
 
-class CaptureTests : public ::testing::Test {
+class CaptureTests : public testing::ModuleRun {
 protected:
     void SetUp() override {
         QIS_REQUIRE(testing::haveDisplay(), "a display (run under xvfb-run)");
@@ -75,39 +75,20 @@ protected:
         std::filesystem::remove(captureFile());
     }
     void TearDown() override {
+        ModuleRun::TearDown();
         if (!previousDirectory_.empty()) std::filesystem::current_path(previousDirectory_);
     }
-
-    void load(const std::string& scenario) {
-        system_.reset();
-        system_ = std::make_unique<testing::SimulatedSystem>(scenario);
-        probe_.device = system_->device();
-    }
-    TestResult run(TestResult (*entry)(const mirt5::DiagDevice&)) {
-        const auto started = tvsim::Simulation::current().elapsed();
-        const TestResult result = probe_.run(entry);
-        ranFor_ = std::chrono::duration<double>(tvsim::Simulation::current().elapsed() - started).count();
-        return result;
-    }
-    // The test keeps its tuner handle when it returns, and the capture filter's too where the
-    // test never hands it to the graph or fails early: the card's capture filter, which is its
-    // tuner, stays with one reference per kept handle, and nothing else does.
-    void expectOnlyTheCardKept(int references = 1) {
-        EXPECT_EQ(system_->liveObjects(), references ? "TV Capture (" + std::to_string(references) + ")\n" : "");
-    }
+    void expectOnlyTheCardKept(int references = 1) { ModuleRun::expectOnlyTheCardKept("TV Capture", references); }
     std::filesystem::path captureFile() const { return directory_ / "capture.avi"; }
 
     std::filesystem::path previousDirectory_, directory_;
-    std::unique_ptr<testing::SimulatedSystem> system_;
-    testing::Probe probe_;
-    double ranFor_ = 0;
 };
 
 TEST_F(CaptureTests, ScreenShowsThePreviewForThreeSecondsAndPasses) {
     load(card());
     EXPECT_EQ(run(CaptureToScreenTest), TestResult::PASS());
-    EXPECT_THAT(probe_.eventKeys(), IsEmpty());
-    EXPECT_GT(ranFor_, 3.0);
+    EXPECT_THAT(probe_->eventKeys(), IsEmpty());
+    EXPECT_GT(virtualSeconds_, 3.0);
     EXPECT_THAT(testing::journalArguments("CaptureGraphBuilder2", "RenderStream").front(), ::testing::HasSubstr("PIN_CATEGORY_PREVIEW, MEDIATYPE_Video"));
     EXPECT_THAT(testing::journalArguments("*", "put_Mode"), ElementsAre("AMTUNER_MODE_TV"));
     EXPECT_THAT(testing::journalArguments("*", "Route"), ElementsAre("1, 0")); // the first output cannot take the tuner
@@ -153,10 +134,9 @@ TEST_F(CaptureTests, ScreenFailuresGiveTheirEventsAndResults) {
         SCOPED_TRACE(std::string(c.object) + "::" + c.method);
         load(card());
         testing::addFault(c.object, c.method);
-        probe_.reporter.events.clear();
         EXPECT_EQ(run(CaptureToScreenTest), c.result);
-        ASSERT_THAT(probe_.eventKeys(), ElementsAre(c.event));
-        if (c.error) EXPECT_EQ(probe_.reporter.events[0].variables.at("error"), c.error);
+        ASSERT_THAT(probe_->eventKeys(), ElementsAre(c.event));
+        if (c.error) EXPECT_EQ(probe_->reporter.events[0].variables.at("error"), c.error);
         expectOnlyTheCardKept(c.kept);
     }
 }
@@ -165,7 +145,7 @@ TEST_F(CaptureTests, FileReplacesAStaleCaptureWithThreeSecondsOfVideo) {
     std::ofstream(captureFile()) << "stale";
     load(card());
     EXPECT_EQ(run(CaptureToFileTest), TestResult::PASS());
-    EXPECT_THAT(probe_.eventKeys(), IsEmpty());
+    EXPECT_THAT(probe_->eventKeys(), IsEmpty());
     const AviSummary avi = readAvi(captureFile());
     EXPECT_TRUE(avi.riffAvi);
     EXPECT_GE(avi.totalFrames, 75u); // 3 s at 25 frames a second
@@ -174,59 +154,54 @@ TEST_F(CaptureTests, FileReplacesAStaleCaptureWithThreeSecondsOfVideo) {
     expectOnlyTheCardKept();
 }
 
-TEST_F(CaptureTests, AFailedCaptureNeverLeavesAFileThatLooksComplete) {
-    for (const char* method : {"Run", "Pause"}) {
-        SCOPED_TRACE(method);
-        std::ofstream(captureFile()) << "stale";
+// A failed capture never leaves a file that looks complete: neither the stale one nor a new one.
+TEST_F(CaptureTests, FileFailuresGiveTheirEventsAndLeaveNoFile) {
+    struct Case {
+        const char* object;
+        const char* method;
+        unsigned call;
+        const char* error; // of the ErrorCreatingFilterGraph event; null: not checked
+        int kept;
+        bool stale; // a stale capture is there before; a failure before the graph step leaves it
+    };
+    const Case cases[] = {
+        {"FilterGraph", "Run", 0, nullptr, 1, true},
+        {"AviMux", "Pause", 0, nullptr, 1, true},
+        {"FilterGraph", "AddFilter", 0, "AddFilter failed.", 0, false}, // an error, not an unsupported device
+        // Falls back to the MPEG-2 writer, which the virtual system has not.
+        {"CaptureGraphBuilder2", "SetOutputFileName", 1, "SetOutputFileName failed.", 1, true},
+        // Interleaved and video into the multiplexer; the stream form goes straight to the writer.
+        {"CaptureGraphBuilder2", "RenderStream", 0, "RenderStream failed.", 2, true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.object) + "::" + c.method);
+        if (c.stale) std::ofstream(captureFile()) << "stale";
         load(card());
-        testing::addFault(std::string(method) == "Run" ? "FilterGraph" : "AviMux", method);
+        testing::addFault(c.object, c.method, c.call);
         EXPECT_EQ(run(CaptureToFileTest), TestResult::FAIL());
-        EXPECT_FALSE(std::filesystem::exists(captureFile())) << "neither the stale file nor a new one";
-        expectOnlyTheCardKept();
+        if (c.error) {
+            ASSERT_THAT(probe_->eventKeys(), ElementsAre("error:ErrorCreatingFilterGraph"));
+            EXPECT_EQ(event(0).variables.at("error"), c.error);
+        }
+        EXPECT_FALSE(std::filesystem::exists(captureFile()));
+        expectOnlyTheCardKept(c.kept);
+        const std::string method = c.method;
+        if (method == "SetOutputFileName")
+            EXPECT_THAT(testing::journalArguments("CaptureGraphBuilder2", "SetOutputFileName"),
+                        ElementsAre(::testing::_, ::testing::HasSubstr("7DC2C665-4033-4CAF-9273-F7D797FB245C")));
+        if (method == "RenderStream") {
+            EXPECT_EQ(testing::journalArguments("CaptureGraphBuilder2", "RenderStream").size(), 2u);
+            EXPECT_THAT(testing::journalArguments("*", "SetFileName"), ElementsAre(".\\capture.avi", ".\\capture.avi"));
+            EXPECT_EQ(probe_->reporter.percents.back(), 100);
+        }
     }
-}
-
-TEST_F(CaptureTests, FileFallsBackToTheMpeg2WriterThenFailsWhenNeitherExists) {
-    load(card());
-    testing::addFault("CaptureGraphBuilder2", "SetOutputFileName", 1);
-    EXPECT_EQ(run(CaptureToFileTest), TestResult::FAIL()); // the virtual system has no MPEG-2 writer
-    const auto calls = testing::journalArguments("CaptureGraphBuilder2", "SetOutputFileName");
-    ASSERT_EQ(calls.size(), 2u);
-    EXPECT_THAT(calls[1], ::testing::HasSubstr("7DC2C665-4033-4CAF-9273-F7D797FB245C"));
-    ASSERT_THAT(probe_.eventKeys(), ElementsAre("error:ErrorCreatingFilterGraph"));
-    EXPECT_EQ(probe_.reporter.events[0].variables.at("error"), "SetOutputFileName failed.");
-    EXPECT_FALSE(std::filesystem::exists(captureFile()));
-    expectOnlyTheCardKept();
-}
-
-TEST_F(CaptureTests, FileRefusedByTheGraphIsAnErrorNotAnUnsupportedDevice) {
-    load(card());
-    testing::addFault("FilterGraph", "AddFilter");
-    EXPECT_EQ(run(CaptureToFileTest), TestResult::FAIL());
-    ASSERT_THAT(probe_.eventKeys(), ElementsAre("error:ErrorCreatingFilterGraph"));
-    EXPECT_EQ(probe_.reporter.events[0].variables.at("error"), "AddFilter failed.");
-    expectOnlyTheCardKept(0);
-}
-
-TEST_F(CaptureTests, FileWithEveryRenderFormFailingReportsRenderStream) {
-    load(card());
-    testing::addFault("CaptureGraphBuilder2", "RenderStream");
-    EXPECT_EQ(run(CaptureToFileTest), TestResult::FAIL());
-    // Interleaved and video into the multiplexer; the stream form goes straight to the writer.
-    EXPECT_EQ(testing::journalArguments("CaptureGraphBuilder2", "RenderStream").size(), 2u);
-    EXPECT_THAT(testing::journalArguments("*", "SetFileName"), ElementsAre(".\\capture.avi", ".\\capture.avi"));
-    ASSERT_THAT(probe_.eventKeys(), ElementsAre("error:ErrorCreatingFilterGraph"));
-    EXPECT_EQ(probe_.reporter.events[0].variables.at("error"), "RenderStream failed.");
-    EXPECT_EQ(probe_.reporter.percents.back(), 100);
-    expectOnlyTheCardKept(2);
 }
 
 TEST_F(CaptureTests, MediaCenterStopsBothBeforeAnyGraph) {
     for (auto entry : {CaptureToScreenTest, CaptureToFileTest}) {
         load(card(R"("VideoCapture")", R"(["Video"])", R"(, "processes": ["ehrec.exe"])"));
-        probe_.reporter.events.clear();
         EXPECT_EQ(run(entry), TestResult::CANNOTRUN());
-        EXPECT_THAT(probe_.eventKeys(), ElementsAre("warning:MediaCenterIsRunning"));
+        EXPECT_THAT(probe_->eventKeys(), ElementsAre("warning:MediaCenterIsRunning"));
         EXPECT_EQ(tvsim::Simulation::current().journal().count("FilterGraph", "CoCreateInstance"), 0u);
     }
 }

@@ -1,4 +1,5 @@
 // Filter loading, signal detection and ATSC tuning on the virtual digital card.
+#include <algorithm>
 #include <climits>
 #include <cstring>
 
@@ -368,7 +369,7 @@ TEST_F(StreamQuality, TheRendererCheckWaitsLongestTheFirstTimeInTheProcess) {
 class ScriptedDriver final : public IBaseFilter, public ISampleGrabber, public IQualProp {
 public:
     std::vector<long> sizes;  // what each GetCurrentBuffer reports, in order
-    std::vector<int> counts;  // what each get_FramesDrawn reports, in order
+    std::vector<int> counts;  // what each get_FramesDrawn reports, in order, the last one ever after
     std::size_t sizeCalls = 0, countCalls = 0;
 
     STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
@@ -386,7 +387,7 @@ public:
         return S_OK;
     }
     STDMETHODIMP get_FramesDrawn(int* count) override {
-        *count = counts.at(countCalls++);
+        *count = counts.at(std::min(countCalls++, counts.size() - 1));
         return S_OK;
     }
     // Nothing else is called.
@@ -450,11 +451,25 @@ TEST(SignalDetectionWithoutAFilter, ANullFilterIsNoSignalAndNoGrabber) {
     EXPECT_FALSE(getSignalStrength(nullptr));
 }
 
-TEST(RendererCheck, AVeryNegativeCountIsTheDifferenceAssertionNotAnOverflow) {
-    ScriptedDriver renderer;
-    renderer.counts = {5, INT_MIN};
-    testing::SimulatedSystem system("atsc");
-    EXPECT_EQ(testing::assertionOf([&] { FramesBeingRendered(&renderer); }), "c2 - c1 >= 0");
+// Three frames from the first reading to the last; counts that go wrong are assertions, a very
+// negative one too rather than an overflow.
+TEST(RendererCheck, WantsThreeFramesFromTheFirstReadingToTheLast) {
+    testing::SimulatedSystem system("atsc"); // the virtual clock for the polls
+    const auto framesFor = [](std::vector<int> counts) {
+        ScriptedDriver renderer;
+        renderer.counts = std::move(counts);
+        return testing::assertionOf([&] { EXPECT_FALSE(FramesBeingRendered(&renderer)); });
+    };
+    EXPECT_EQ(framesFor({10, 11, 12}), "(nothing thrown)");
+    EXPECT_EQ(framesFor({-1}), "SUCCEEDED( hr ) && c1 >= 0");
+    EXPECT_EQ(framesFor({10, 9}), "c2 - c1 >= 0");
+    EXPECT_EQ(framesFor({5, INT_MIN}), "c2 - c1 >= 0");
+    ScriptedDriver three;
+    three.counts = {10, 11, 13};
+    const double started = std::chrono::duration<double>(tvsim::Simulation::current().elapsed()).count();
+    EXPECT_TRUE(FramesBeingRendered(&three));
+    EXPECT_NEAR(std::chrono::duration<double>(tvsim::Simulation::current().elapsed()).count() - started, 5.0, 0.01)
+        << "after the process's first check, 2.5 s and 2.5 s";
 }
 
 // ---- ATSC tuning -----------------------------------------------------------------------------

@@ -27,8 +27,7 @@ using ::testing::Not;
 using mirt5::TestResult;
 using testing::journalArguments;
 
-using Parameters = std::map<std::string, std::string>;
-using Answers = std::vector<qis::String>;
+using testing::Parameters;
 
 // The built-in ATSC card with what its tuner receives replaced.
 std::string atscCardReceiving(const std::string& receives, const std::string& extra = "") {
@@ -69,7 +68,19 @@ std::string sourceLineOf(const std::vector<std::string>& lines, const std::strin
     return "(no line with " + text + ")";
 }
 
-class DigitalTests : public ::testing::Test {
+// A fault and what it must come to: an assertion with this text, or a result (and the event).
+struct FaultOutcome {
+    const char* object;
+    const char* method;
+    unsigned call;
+    const char* assertion; // null: the run returns `result`
+    TestResult result;
+    const char* event;
+};
+
+std::string describe(const FaultOutcome& row) { return std::string(row.object) + "::" + row.method + " #" + std::to_string(row.call); }
+
+class DigitalTests : public testing::ModuleRun {
 protected:
     void SetUp() override {
         QIS_REQUIRE(testing::haveDisplay(), "a display (run under xvfb-run)");
@@ -78,33 +89,10 @@ protected:
         supportedCountryCodes().clear();
     }
     void TearDown() override {
-        qis::LogFactory::setPriority(qis::LogPriority::Info);
+        ModuleRun::TearDown();
         supportedCountryCodes().clear();
     }
 
-    void load(const std::string& scenario) {
-        probe_.reset();
-        system_.reset();
-        system_ = std::make_unique<testing::SimulatedSystem>(scenario);
-        probe_ = std::make_unique<testing::Probe>();
-        probe_->device = system_->device();
-    }
-    TestResult run(TestResult (*entry)(const mirt5::DiagDevice&), Parameters parameters = {}, Answers answers = {}) {
-        probe_->parameters = std::move(parameters);
-        probe_->answers = std::move(answers);
-        const auto virtualStart = tvsim::Simulation::current().elapsed();
-        const auto wallStart = std::chrono::steady_clock::now();
-        const TestResult result = probe_->run(entry);
-        virtualSeconds_ = std::chrono::duration<double>(tvsim::Simulation::current().elapsed() - virtualStart).count();
-        wallSeconds_ = std::chrono::duration<double>(std::chrono::steady_clock::now() - wallStart).count();
-        return result;
-    }
-    std::vector<std::string> progress() const {
-        std::vector<std::string> texts;
-        for (const auto& line : probe_->reporter.progressLines) texts.push_back(line.variables.at("channel").utf8());
-        return texts;
-    }
-    const mirt5::RecordedEvent& event(std::size_t i) const { return probe_->reporter.events.at(i); }
     std::vector<std::string> moduleLog() const { return probe_->logLines("qisrtvcard"); }
     std::vector<std::string> tunerLog() const { return probe_->logLines("libTunekit"); }
     std::vector<std::string> clearQamLog() const { return probe_->logLines("qisrtvcard.ClearQAMTest"); }
@@ -117,10 +105,23 @@ protected:
         const std::string live = system_->liveObjects();
         EXPECT_THAT(live, HasSubstr("FilterGraph (" + std::to_string(asked) + ")\n")) << "the graph's references are the search's alone";
     }
-
-    std::unique_ptr<testing::SimulatedSystem> system_;
-    std::unique_ptr<testing::Probe> probe_;
-    double virtualSeconds_ = 0, wallSeconds_ = 0;
+    // Runs `entry` on `scenario` once per row, with the row's fault; `more` checks what else a row shows.
+    void expectOutcomes(const char* scenario, testing::Entry entry, const Parameters& parameters, const testing::Answers& answers,
+                        const std::vector<FaultOutcome>& rows, const std::function<void(const FaultOutcome&)>& more) {
+        for (const FaultOutcome& row : rows) {
+            SCOPED_TRACE(describe(row));
+            load(scenario);
+            testing::addFault(row.object, row.method, row.call);
+            if (row.assertion) {
+                EXPECT_EQ(testing::assertionOf([&] { run(entry, parameters, answers); }), row.assertion);
+            } else {
+                EXPECT_EQ(run(entry, parameters, answers), row.result);
+                if (row.event) EXPECT_THAT(probe_->eventKeys(), ElementsAre(row.event));
+                else EXPECT_THAT(probe_->eventKeys(), IsEmpty());
+            }
+            more(row);
+        }
+    }
 };
 
 // ---- which test a card gets ------------------------------------------------------------------
@@ -235,20 +236,8 @@ TEST_F(AtscScan, WithoutAnAtscTuningSpaceTheScanCannotRun) {
     EXPECT_THAT(clearQamLog(), Contains(HasSubstr("! TuningSpace ")));
 }
 
-// A fault and what it must come to: an assertion with this text, or a result (and the event).
-struct FaultOutcome {
-    const char* object;
-    const char* method;
-    unsigned call;
-    const char* assertion; // null: the run returns `result`
-    TestResult result;
-    const char* event;
-};
-
-std::string describe(const FaultOutcome& row) { return std::string(row.object) + "::" + row.method + " #" + std::to_string(row.call); }
-
 TEST_F(AtscScan, EachGraphStepFailsInItsOwnStyle) {
-    const FaultOutcome rows[] = {
+    const std::vector<FaultOutcome> rows = {
         {"FilterGraph", "AddFilter", 1, "SUCCEEDED( hr )", TestResult::PASS(), nullptr}, // the network provider
         {"Microsoft Network Provider", "QueryInterface(ITuner)", 0, "Tuner", TestResult::PASS(), nullptr},
         {"MPEG2Demultiplexer", "CoCreateInstance", 0, "SUCCEEDED( hr )", TestResult::PASS(), nullptr},
@@ -264,20 +253,10 @@ TEST_F(AtscScan, EachGraphStepFailsInItsOwnStyle) {
         {"Moniker: Virtual ATSC BDA Tuner", "BindToObject", 0, nullptr, TestResult::CANNOTRUN(), nullptr},
         {"Moniker: Virtual ATSC BDA Receiver", "BindToObject", 0, nullptr, TestResult::CANNOTRUN(), nullptr},
     };
-    for (const FaultOutcome& row : rows) {
-        SCOPED_TRACE(describe(row));
-        load("atsc");
-        testing::addFault(row.object, row.method, row.call);
-        const Parameters range = {{"DigitalStartChannel", "7"}, {"DigitalEndChannel", "7"}};
-        if (row.assertion) {
-            EXPECT_EQ(testing::assertionOf([&] { run(ATSCTestWrapper, range); }), row.assertion);
-            // The scan's own calls leave their result in the last HRESULT; ConnectFilters does not.
-            if (std::string(row.assertion) != "bRes") EXPECT_EQ(static_cast<std::uint32_t>(g_clearQamResult), 0x80004005u);
-        } else {
-            EXPECT_EQ(run(ATSCTestWrapper, range), row.result);
-            EXPECT_THAT(probe_->eventKeys(), IsEmpty());
-        }
-    }
+    expectOutcomes("atsc", ATSCTestWrapper, {{"DigitalStartChannel", "7"}, {"DigitalEndChannel", "7"}}, {}, rows, [](const FaultOutcome& row) {
+        // The scan's own calls leave their result in the last HRESULT; ConnectFilters does not.
+        if (row.assertion && std::string(row.assertion) != "bRes") EXPECT_EQ(static_cast<std::uint32_t>(g_clearQamResult), 0x80004005u);
+    });
 }
 
 // ---- the Clear QAM scan ----------------------------------------------------------------------
@@ -316,7 +295,7 @@ TEST_F(ClearQamScan, AMissingGenericProviderIsAnAssertionNotAResult) {
 }
 
 TEST_F(ClearQamScan, TheWrapperThrowsWhereTheAtscPathCannotRunAndARefusedRunCannotRun) {
-    const FaultOutcome rows[] = {
+    const std::vector<FaultOutcome> rows = {
         {"FilterGraph", "CoCreateInstance", 0, "SUCCEEDED( hr )", TestResult::PASS(), nullptr},
         {"FilterGraph", "AddFilter", 1, "SUCCEEDED( hr )", TestResult::PASS(), nullptr},
         {"Moniker: Virtual ATSC BDA Tuner", "BindToObject", 0, "false", TestResult::PASS(), nullptr},
@@ -325,17 +304,9 @@ TEST_F(ClearQamScan, TheWrapperThrowsWhereTheAtscPathCannotRunAndARefusedRunCann
         {"FilterGraph", "Run", 1, nullptr, TestResult::CANNOTRUN(), nullptr},
         {"ATSCLocator", "QueryInterface(IATSCLocator2)", 1, "ATSCLocator2", TestResult::PASS(), nullptr},
     };
-    for (const FaultOutcome& row : rows) {
-        SCOPED_TRACE(describe(row));
-        load("atsc");
-        testing::addFault(row.object, row.method, row.call);
-        if (row.assertion) {
-            EXPECT_EQ(testing::assertionOf([&] { run(ClearQAMTest); }), row.assertion);
-        } else {
-            EXPECT_EQ(run(ClearQAMTest), row.result);
-            EXPECT_THAT(clearQamLog(), Contains(HasSubstr("MediaControl->Run() failed")));
-        }
-    }
+    expectOutcomes("atsc", ClearQAMTest, {}, {}, rows, [&](const FaultOutcome& row) {
+        if (!row.assertion) EXPECT_THAT(clearQamLog(), Contains(HasSubstr("MediaControl->Run() failed")));
+    });
 }
 
 TEST_F(ClearQamScan, PercentsFollowTheChannelRoundedAcrossFiftyFour) {
@@ -401,7 +372,7 @@ TEST_F(OcurScan, AReversedRangeTunesNothingAndARetryFindsNothingAgain) {
 }
 
 TEST_F(OcurScan, GraphStepsUpToTheTunerCannotRunAndLaterOnesFail) {
-    const FaultOutcome rows[] = {
+    const std::vector<FaultOutcome> rows = {
         {"FilterGraph", "CoCreateInstance", 0, nullptr, TestResult::CANNOTRUN(), "warning:ErrorCreatingFilterGraph"},
         {"SystemTuningSpaces", "get_Item", 0, nullptr, TestResult::CANNOTRUN(), "warning:ErrorCreatingFilterGraph"},
         {"ATSCQAMNetworkProvider", "CoCreateInstance", 0, nullptr, TestResult::CANNOTRUN(), "warning:ErrorCreatingFilterGraph"},
@@ -413,18 +384,10 @@ TEST_F(OcurScan, GraphStepsUpToTheTunerCannotRunAndLaterOnesFail) {
         {"ATSCLocator", "CoCreateInstance", 0, nullptr, TestResult::FAIL(), "error:ErrorCreatingFilterGraph"},
         {"ATI TV Wonder OpenCable Receiver Tuner", "EnumPins", 2, "false", TestResult::PASS(), nullptr}, // rendering the tuner's output
     };
-    for (const FaultOutcome& row : rows) {
-        SCOPED_TRACE(describe(row));
-        load("ocur");
-        testing::addFault(row.object, row.method, row.call);
-        if (row.assertion) {
-            EXPECT_EQ(testing::assertionOf([&] { run(DigitalTVSignalTest, {}, {"ok"}); }), row.assertion);
-            continue;
-        }
-        EXPECT_EQ(run(DigitalTVSignalTest, {}, {"ok"}), row.result);
-        EXPECT_THAT(probe_->eventKeys(), ElementsAre(row.event));
-        expectNothingLeft();
-    }
+    expectOutcomes("ocur", DigitalTVSignalTest, {}, {"ok"}, rows, [&](const FaultOutcome& row) {
+        if (std::string(row.method) == "Run") EXPECT_THAT(moduleLog(), Contains(HasSubstr("ERROR: IMediaControl::Run failed. hr=-2147467259")));
+        if (!row.assertion) expectNothingLeft();
+    });
 }
 
 TEST_F(OcurScan, TheCablePromptAnswersAndAOneChannelRange) {
@@ -461,18 +424,6 @@ TEST_F(OcurScan, TheWarningIsARealBoxWhoseButtonsDecide) {
         user.join();
         EXPECT_EQ(result, button == IDOK ? TestResult::PASS() : TestResult::USERABORTED());
     }
-}
-
-TEST_F(OcurScan, SetUpFailuresBeforeTheTunerCannotRunAndLaterOnesFail) {
-    load("ocur");
-    testing::addFault("FilterGraph", "CoCreateInstance");
-    EXPECT_EQ(run(DigitalTVSignalTest, {}, {"ok"}), TestResult::CANNOTRUN());
-    EXPECT_THAT(probe_->eventKeys(), ElementsAre("warning:ErrorCreatingFilterGraph"));
-    load("ocur");
-    testing::addFault("FilterGraph", "Run");
-    EXPECT_EQ(run(DigitalTVSignalTest, {}, {"ok"}), TestResult::FAIL());
-    EXPECT_THAT(probe_->eventKeys(), ElementsAre("error:ErrorCreatingFilterGraph"));
-    EXPECT_THAT(moduleLog(), Contains(HasSubstr("ERROR: IMediaControl::Run failed. hr=-2147467259")));
 }
 
 // ---- DVB-T -----------------------------------------------------------------------------------
@@ -537,7 +488,7 @@ TEST_F(DvbtScan, AnUnreadableGrabberLetsTheTunerDecideButNoStreamDoesNot) {
 }
 
 TEST_F(DvbtScan, SetUpFailuresUpToTheTunerCannotRunAndLaterOnesFail) {
-    const FaultOutcome rows[] = {
+    const std::vector<FaultOutcome> rows = {
         {"FilterGraph", "CoCreateInstance", 2, nullptr, TestResult::CANNOTRUN(), "warning:ErrorCreatingFilterGraph"},
         {"DVBTuningSpace", "CoCreateInstance", 0, nullptr, TestResult::CANNOTRUN(), "warning:ErrorCreatingFilterGraph"},
         {"DVBTNetworkProvider", "CoCreateInstance", 0, nullptr, TestResult::CANNOTRUN(), "warning:ErrorCreatingFilterGraph"},
@@ -554,18 +505,12 @@ TEST_F(DvbtScan, SetUpFailuresUpToTheTunerCannotRunAndLaterOnesFail) {
         {"Moniker: Virtual DVB-T BDA Receiver", "BindToObject", 0, nullptr, TestResult::PASS(), nullptr},
         {"SampleGrabber", "CoCreateInstance", 0, nullptr, TestResult::PASS(), nullptr},
     };
-    for (const FaultOutcome& row : rows) {
-        SCOPED_TRACE(describe(row));
-        load("dvbt");
-        testing::addFault(row.object, row.method, row.call);
-        // The ATSC path creates the first graph and cannot run on this card.
-        EXPECT_EQ(run(DigitalTVSignalTest, {}, {"49"}), row.result);
-        if (row.event) EXPECT_THAT(probe_->eventKeys(), ElementsAre(row.event));
-        else EXPECT_THAT(probe_->eventKeys(), IsEmpty());
+    // The ATSC path creates the first graph and cannot run on this card.
+    expectOutcomes("dvbt", DigitalTVSignalTest, {}, {"49"}, rows, [&](const FaultOutcome& row) {
         if (std::string(row.object).find("Receiver") != std::string::npos)
             EXPECT_THAT(moduleLog(), Contains(HasSubstr("ERROR: LoadFilter failed.  Couldn't find a compatible Receiver.")));
         expectNothingLeft();
-    }
+    });
 }
 
 TEST_F(DvbtScan, AnOpenCableNameGetsTheTip) {

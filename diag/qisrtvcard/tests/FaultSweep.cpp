@@ -12,16 +12,12 @@
 #include <fstream>
 #include <map>
 #include <set>
-#include <utility>
 
 #include <gtest/gtest.h>
 
 #include "Requirement.h"
 
 #include "ModuleTestSupport.h"
-#include "analog/AnalogPlumbing.h"
-#include "frame/CountryDialog.h"
-#include "analog/GraphHandles.h"
 #include "frame/TestEntries.h"
 #include "qis/Exception.h"
 #include "tvsim/Simulation.h"
@@ -31,17 +27,7 @@ namespace {
 
 using mirt5::TestResult;
 
-struct SweepCase {
-    const char* name;
-    const char* scenario;
-    TestResult (*entry)(const mirt5::DiagDevice&);
-    std::map<std::string, std::string> parameters;
-    std::vector<qis::String> answers;
-};
-
-std::ostream& operator<<(std::ostream& out, const SweepCase& c) { return out << c.name << " on " << c.scenario; }
-
-const SweepCase kCases[] = {
+const testing::RunCase kCases[] = {
     {"TVSignalTest", "hybrid", AnalogTVSignalTest, {{"TVStartChannel", "4"}, {"TVEndChannel", "6"}}, {"retry", "skip"}},
     {"FMRadioTest", "hybrid", FMRadioSignalTest, {{"FMRadioStartChannel", "88.1"}, {"FMRadioEndChannel", "88.5"}}, {}},
     {"CaptureToScreenTest", "hybrid", CaptureToScreenTest, {}, {}},
@@ -100,7 +86,7 @@ bool fullSweep() {
     return mode && std::string(mode) == "full";
 }
 
-class FaultSweep : public ::testing::TestWithParam<SweepCase> {
+class FaultSweep : public ::testing::TestWithParam<testing::RunCase> {
 protected:
     static void SetUpTestSuite() {
         testing::initialiseCatalogue();
@@ -119,41 +105,38 @@ protected:
     }
 
     // One run of the case on a fresh system, with `fault` when given.
-    Outcome runOnce(const SweepCase& c, const tvsim::FaultRule* fault, std::vector<Call>* calls) {
-        supportedCountryCodes().clear();
-        testing::SimulatedSystem system(c.scenario);
-        if (fault) tvsim::Simulation::current().faults().add(*fault);
+    Outcome runOnce(const testing::RunCase& c, const tvsim::FaultRule* fault, std::vector<Call>* calls) {
         testing::Probe probe;
-        probe.device = system.device();
-        probe.parameters = c.parameters;
-        probe.answers = c.answers;
         Outcome outcome;
-        const auto wallStart = std::chrono::steady_clock::now();
-        const auto virtualStart = tvsim::Simulation::current().elapsed();
         bool threw = false;
-        try {
-            outcome.text = probe.run(c.entry).name();
-        } catch (const qis::AssertionFailure& failure) {
-            threw = true;
-            outcome.text = "assertion: " + failure.getCondition().utf8();
-            if (!kDesignedAssertions.count(failure.getCondition().utf8())) outcome.violation = "an assertion the design does not make";
-        } catch (const qis::IndexOutOfBounds&) {
-            threw = true;
-            outcome.text = "IndexOutOfBounds";
-        } catch (const std::exception& e) {
-            threw = true;
-            outcome.text = std::string("exception: ") + e.what();
-            outcome.violation = "an exception outside the design";
-        }
-        const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - wallStart).count();
-        const double virtualSeconds = std::chrono::duration<double>(tvsim::Simulation::current().elapsed() - virtualStart).count();
-        if (wall > kMostWallSeconds || virtualSeconds > kMostVirtualSeconds) outcome.violation = "took too long";
-        // The analog tests abandon what their handles still hold (the tuner always, the rest
-        // after an early return): a process runs one test. Release it as its end would.
-        releaseAbandonedGraphHandles();
-        if (g_hwndVideo) DestroyWindow(std::exchange(g_hwndVideo, nullptr));
-        if (!threw && outcome.violation.empty()) outcome.violation = auditViolation(system);
-        if (calls) *calls = callsMade();
+        testing::runCase(
+            c, probe,
+            [&] {
+                if (fault) tvsim::Simulation::current().faults().add(*fault);
+                const auto wallStart = std::chrono::steady_clock::now();
+                const auto virtualStart = tvsim::Simulation::current().elapsed();
+                try {
+                    outcome.text = probe.run(c.entry).name();
+                } catch (const qis::AssertionFailure& failure) {
+                    threw = true;
+                    outcome.text = "assertion: " + failure.getCondition().utf8();
+                    if (!kDesignedAssertions.count(failure.getCondition().utf8())) outcome.violation = "an assertion the design does not make";
+                } catch (const qis::IndexOutOfBounds&) {
+                    threw = true;
+                    outcome.text = "IndexOutOfBounds";
+                } catch (const std::exception& e) {
+                    threw = true;
+                    outcome.text = std::string("exception: ") + e.what();
+                    outcome.violation = "an exception outside the design";
+                }
+                const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - wallStart).count();
+                const double virtualSeconds = std::chrono::duration<double>(tvsim::Simulation::current().elapsed() - virtualStart).count();
+                if (wall > kMostWallSeconds || virtualSeconds > kMostVirtualSeconds) outcome.violation = "took too long";
+            },
+            [&](const testing::SimulatedSystem& system) {
+                if (!threw && outcome.violation.empty()) outcome.violation = auditViolation(system);
+                if (calls) *calls = callsMade();
+            });
         return outcome;
     }
 
@@ -195,7 +178,7 @@ protected:
 std::filesystem::path FaultSweep::previous_;
 
 TEST_P(FaultSweep, EveryFailingCallEndsAsDesigned) {
-    const SweepCase& c = GetParam();
+    const testing::RunCase& c = GetParam();
     std::vector<Call> calls;
     const Outcome baseline = runOnce(c, nullptr, &calls);
     ASSERT_EQ(baseline.violation, "");
@@ -227,9 +210,7 @@ TEST_P(FaultSweep, EveryFailingCallEndsAsDesigned) {
     g_table.push_back(row);
 }
 
-INSTANTIATE_TEST_SUITE_P(AllTests, FaultSweep, ::testing::ValuesIn(kCases), [](const ::testing::TestParamInfo<SweepCase>& info) {
-    return std::string(info.param.name) + "_" + info.param.scenario;
-});
+INSTANTIATE_TEST_SUITE_P(AllTests, FaultSweep, ::testing::ValuesIn(kCases), testing::caseName);
 
 } // namespace
 } // namespace qisrtvcard

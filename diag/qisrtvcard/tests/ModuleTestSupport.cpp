@@ -1,8 +1,12 @@
 #include "ModuleTestSupport.h"
 
+#include <chrono>
 #include <fstream>
 #include <mutex>
+#include <utility>
 
+#include "frame/CountryDialog.h"
+#include "analog/GraphHandles.h"
 #include "frame/Catalogue.h"
 #include "frame/Entry.h"
 #include "frame/Simulated.h"
@@ -148,6 +152,66 @@ LogLines::LogLines(const char* category) {
 LogLines::~LogLines() {
     qis::LogFactory::removeSink(sink_);
     qis::LogFactory::setPriority(qis::LogPriority::Info);
+}
+
+void ModuleRun::TearDown() {
+    probe_.reset();
+    system_.reset();
+    qis::LogFactory::setPriority(qis::LogPriority::Info);
+}
+
+void ModuleRun::load(const std::string& scenario) {
+    initialiseCatalogue(); // before a test lowers the log level: start-up sets it
+    probe_.reset();
+    system_.reset();
+    system_ = std::make_unique<SimulatedSystem>(scenario);
+    probe_ = std::make_unique<Probe>();
+    probe_->device = system_->device();
+}
+
+mirt5::TestResult ModuleRun::run(Entry entry, Parameters parameters, Answers answers) {
+    probe_->parameters = std::move(parameters);
+    probe_->answers = std::move(answers);
+    const auto virtualStart = tvsim::Simulation::current().elapsed();
+    const auto wallStart = std::chrono::steady_clock::now();
+    const mirt5::TestResult result = probe_->run(entry);
+    virtualSeconds_ = std::chrono::duration<double>(tvsim::Simulation::current().elapsed() - virtualStart).count();
+    wallSeconds_ = std::chrono::duration<double>(std::chrono::steady_clock::now() - wallStart).count();
+    return result;
+}
+
+std::vector<std::string> ModuleRun::progress() const {
+    std::vector<std::string> channels;
+    for (const auto& line : probe_->reporter.progressLines) channels.push_back(line.variables.at("channel").utf8());
+    return channels;
+}
+
+std::ostream& operator<<(std::ostream& out, const RunCase& c) { return out << c.name << " on " << c.scenario; }
+
+std::string caseName(const ::testing::TestParamInfo<RunCase>& info) {
+    return std::string(info.param.name) + "_" + info.param.scenario;
+}
+
+void runCase(const RunCase& c, Probe& probe, const std::function<void()>& body,
+             const std::function<void(const SimulatedSystem&)>& ended) {
+    supportedCountryCodes().clear();
+    SimulatedSystem system(c.scenario);
+    probe.device = system.device();
+    probe.parameters = c.parameters;
+    probe.answers.insert(probe.answers.begin(), c.answers.begin(), c.answers.end());
+    // The analog tests abandon what their handles still hold (the tuner always, the rest after
+    // an early return): a process runs one test, and its end releases them.
+    struct End {
+        ~End() {
+            releaseAbandonedGraphHandles();
+            if (g_hwndVideo) DestroyWindow(std::exchange(g_hwndVideo, nullptr));
+        }
+    };
+    {
+        End end;
+        body();
+    }
+    if (ended) ended(system);
 }
 
 } // namespace qisrtvcard::testing

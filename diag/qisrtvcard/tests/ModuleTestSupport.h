@@ -6,7 +6,11 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <memory>
+#include <ostream>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "mirt5/DiagModule.h"
 #include "mirt5/RecordingReporter.h"
@@ -101,5 +105,46 @@ private:
     std::vector<std::string> lines_;
     std::vector<int> priorities_;
 };
+
+using Entry = mirt5::TestResult (*)(const mirt5::DiagDevice&);
+using Parameters = std::map<std::string, std::string>;
+using Answers = std::vector<qis::String>;
+
+// A test of the module on a virtual card: `load` a scenario, then `run` an entry on it.
+class ModuleRun : public ::testing::Test {
+protected:
+    void TearDown() override;
+    void load(const std::string& scenario);
+    mirt5::TestResult run(Entry entry, Parameters parameters = {}, Answers answers = {});
+    // The "channel" variable of each progress line, in order.
+    std::vector<std::string> progress() const;
+    const mirt5::RecordedEvent& event(std::size_t i) const { return probe_->reporter.events.at(i); }
+    // An analog test keeps its tuner handle when it returns, and the capture filter's too where it
+    // never hands it to the graph or fails early: the card's capture filter, which is its tuner,
+    // stays with one reference per kept handle, and nothing else does.
+    void expectOnlyTheCardKept(const std::string& filter, int references) {
+        EXPECT_EQ(system_->liveObjects(), references ? filter + " (" + std::to_string(references) + ")\n" : "");
+    }
+
+    std::unique_ptr<SimulatedSystem> system_;
+    std::unique_ptr<Probe> probe_;
+    double virtualSeconds_ = 0, wallSeconds_ = 0;
+};
+
+// One test on one built-in card, as the sweeps run it.
+struct RunCase {
+    const char* name;
+    const char* scenario;
+    Entry entry;
+    Parameters parameters;
+    Answers answers; // before those a sweep adds
+};
+std::ostream& operator<<(std::ostream& out, const RunCase& c);
+std::string caseName(const ::testing::TestParamInfo<RunCase>& info);
+
+// Runs `c` on a fresh system: `body` runs the probe (set up with the case), then the run is ended
+// as a process's end would end it, and `ended` sees the system before it goes.
+void runCase(const RunCase& c, Probe& probe, const std::function<void()>& body,
+             const std::function<void(const SimulatedSystem&)>& ended = {});
 
 } // namespace qisrtvcard::testing

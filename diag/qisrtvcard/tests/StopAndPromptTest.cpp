@@ -6,9 +6,6 @@
 #include "Requirement.h"
 
 #include "ModuleTestSupport.h"
-#include "analog/AnalogPlumbing.h"
-#include "frame/CountryDialog.h"
-#include "analog/GraphHandles.h"
 #include "frame/TestEntries.h"
 #include "tvsim/Simulation.h"
 
@@ -17,15 +14,7 @@ namespace {
 
 using mirt5::TestResult;
 
-struct RunCase {
-    const char* name;
-    const char* scenario;
-    TestResult (*entry)(const mirt5::DiagDevice&);
-    std::map<std::string, std::string> parameters;
-    std::vector<qis::String> answers; // before the cable prompt's (the OCUR warning, a country)
-};
-
-std::ostream& operator<<(std::ostream& out, const RunCase& c) { return out << c.name << " on " << c.scenario; }
+using testing::RunCase;
 
 // What one run showed: its result, and how many progress lines came after the stop.
 struct Seen {
@@ -37,45 +26,29 @@ struct Seen {
     std::size_t tuneRequests = 0;
 };
 
-Seen runCase(const RunCase& c, const std::vector<qis::String>& moreAnswers, int stopAtProgress, int stopAtPercent,
-             int stopAtPrompt = -1) {
-    supportedCountryCodes().clear();
-    testing::SimulatedSystem system(c.scenario);
+Seen runCase(const RunCase& c, const qis::String& cableAnswer, int stopAtProgress, int stopAtPercent, int stopAtPrompt = -1) {
     testing::Probe probe;
-    probe.device = system.device();
-    probe.parameters = c.parameters;
-    probe.answers = c.answers;
-    probe.answers.insert(probe.answers.end(), moreAnswers.begin(), moreAnswers.end());
+    probe.answers = {cableAnswer};
     Seen seen;
     bool stopped = false;
+    const auto stop = [&] {
+        stopped = true;
+        seen.progressAfterStop = 0;
+        mirt5::DiagModule::requestStop();
+    };
     probe.onProgress = [&](const qis::String&) {
         if (stopped) ++seen.progressAfterStop;
-        if (seen.progressLines++ == stopAtProgress) {
-            stopped = true;
-            seen.progressAfterStop = 0;
-            mirt5::DiagModule::requestStop();
-        }
+        if (seen.progressLines++ == stopAtProgress) stop();
     };
     probe.onPercent = [&](int) {
-        if (seen.percents++ == stopAtPercent && !stopped) {
-            stopped = true;
-            seen.progressAfterStop = 0;
-            mirt5::DiagModule::requestStop();
-        }
+        if (seen.percents++ == stopAtPercent && !stopped) stop();
     };
-    int prompts = 0;
     probe.onPrompt = [&] {
-        if (prompts++ == stopAtPrompt && !stopped) {
-            stopped = true;
-            seen.progressAfterStop = 0;
-            mirt5::DiagModule::requestStop();
-        }
+        if (seen.prompts++ == stopAtPrompt && !stopped) stop();
     };
-    seen.result = probe.run(c.entry);
-    seen.prompts = prompts;
-    seen.tuneRequests = testing::journalArguments("*", "put_TuneRequest").size() + testing::journalArguments("*", "put_Channel").size();
-    releaseAbandonedGraphHandles(); // a process runs one test; its end releases what the analog tests keep
-    if (g_hwndVideo) DestroyWindow(std::exchange(g_hwndVideo, nullptr));
+    testing::runCase(c, probe, [&] { seen.result = probe.run(c.entry); }, [&](const testing::SimulatedSystem&) {
+        seen.tuneRequests = testing::journalArguments("*", "put_TuneRequest").size() + testing::journalArguments("*", "put_Channel").size();
+    });
     return seen;
 }
 
@@ -96,10 +69,12 @@ protected:
         testing::initialiseCatalogue();
     }
 };
+// The cable prompt of each scan that has one, answered each way.
+using PromptMatrix = StopEverywhere;
 
 TEST_P(StopEverywhere, AStopAtAnyReportEndsTheRunAbortedBeforeTheNextChannel) {
     const RunCase& c = GetParam();
-    const Seen baseline = runCase(c, {"retry"}, -1, -1);
+    const Seen baseline = runCase(c, "retry", -1, -1);
     // A scan looks for a stop before or within a channel, never after its last one: a stop at the
     // final report of the last pass may let the scan end as it would have.
     const auto expectAborted = [&](const Seen& seen, bool last) {
@@ -108,57 +83,44 @@ TEST_P(StopEverywhere, AStopAtAnyReportEndsTheRunAbortedBeforeTheNextChannel) {
     };
     for (int at = 0; at < baseline.progressLines; ++at) {
         SCOPED_TRACE("stop at progress line " + std::to_string(at));
-        const Seen seen = runCase(c, {"retry"}, at, -1);
+        const Seen seen = runCase(c, "retry", at, -1);
         expectAborted(seen, at == baseline.progressLines - 1);
         EXPECT_LE(seen.progressAfterStop, 0) << "no further channel is started";
     }
     // The closing percent comes after the scan: a stop there is too late to matter.
     for (int at = 0; at + 1 < baseline.percents; ++at) {
         SCOPED_TRACE("stop at percent " + std::to_string(at));
-        const Seen seen = runCase(c, {"retry"}, -1, at);
+        const Seen seen = runCase(c, "retry", -1, at);
         expectAborted(seen, at == baseline.percents - 2);
         EXPECT_LE(seen.progressAfterStop, 1) << "seen within one channel";
     }
     // A stop while a prompt is up: the scan after a retry sees it at once.
     for (int at = 0; at < baseline.prompts; ++at) {
         SCOPED_TRACE("stop at prompt " + std::to_string(at));
-        const Seen seen = runCase(c, {"retry"}, -1, -1, at);
+        const Seen seen = runCase(c, "retry", -1, -1, at);
         EXPECT_EQ(seen.result, TestResult::USERABORTED());
         EXPECT_LE(seen.progressAfterStop, 1);
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Scans, StopEverywhere, ::testing::ValuesIn(kScans), [](const ::testing::TestParamInfo<RunCase>& info) {
-    return std::string(info.param.name) + "_" + info.param.scenario;
-});
-
-// The cable prompt of each scan that has one, answered each way.
-class PromptMatrix : public ::testing::TestWithParam<RunCase> {
-protected:
-    void SetUp() override {
-        QIS_REQUIRE(testing::haveDisplay(), "a display (run under xvfb-run)");
-        testing::initialiseCatalogue();
-    }
-};
+INSTANTIATE_TEST_SUITE_P(Scans, StopEverywhere, ::testing::ValuesIn(kScans), testing::caseName);
 
 TEST_P(PromptMatrix, RetryAndTimeOutScanAgainSkipGivesUpCancelAborts) {
     const RunCase& c = GetParam();
-    const Seen skipped = runCase(c, {"skip"}, -1, -1);
+    const Seen skipped = runCase(c, "skip", -1, -1);
     EXPECT_EQ(skipped.result, TestResult::NOSIGNAL());
-    const Seen retried = runCase(c, {"retry"}, -1, -1);
+    const Seen retried = runCase(c, "retry", -1, -1);
     EXPECT_EQ(retried.result, TestResult::NOSIGNAL());
     EXPECT_EQ(retried.tuneRequests, 2 * skipped.tuneRequests) << "one more pass, and no third";
-    const Seen timedOut = runCase(c, {"timeout"}, -1, -1);
+    const Seen timedOut = runCase(c, "timeout", -1, -1);
     EXPECT_EQ(timedOut.result, TestResult::NOSIGNAL());
     EXPECT_EQ(timedOut.tuneRequests, retried.tuneRequests) << "a time-out counts as a retry";
-    EXPECT_EQ(runCase(c, {"cancel"}, -1, -1).result, TestResult::USERABORTED());
+    EXPECT_EQ(runCase(c, "cancel", -1, -1).result, TestResult::USERABORTED());
 }
 
 const RunCase kPrompted[] = {kScans[0], kScans[2], kScans[3], kScans[4]}; // the Clear QAM scan has no prompt
 
-INSTANTIATE_TEST_SUITE_P(CablePrompts, PromptMatrix, ::testing::ValuesIn(kPrompted), [](const ::testing::TestParamInfo<RunCase>& info) {
-    return std::string(info.param.name) + "_" + info.param.scenario;
-});
+INSTANTIATE_TEST_SUITE_P(CablePrompts, PromptMatrix, ::testing::ValuesIn(kPrompted), testing::caseName);
 
 } // namespace
 } // namespace qisrtvcard
