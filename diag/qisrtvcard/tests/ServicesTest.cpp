@@ -7,7 +7,6 @@
 
 #include "ModuleTestSupport.h"
 #include "frame/Catalogue.h"
-#include "frame/ComFactory.h"
 #include "frame/MediaCenter.h"
 #include "frame/GraphServices.h"
 #include "frame/RetryPrompt.h"
