@@ -1,11 +1,9 @@
 // Any bytes at all: the analyzer must stay inside the buffer and give a consistent answer.
-#include "tunekit/Mpeg2StreamAnalyzer.h"
+#include "../tests/TransportStreams.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
-#include <memory>
 
 namespace {
 
@@ -17,15 +15,10 @@ void check(bool condition) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using tunekit::Mpeg2StreamAnalyzer;
-    // A private copy of exactly `size` bytes, so that a read past the end is caught even when
-    // the fuzzer's own buffer happens to be larger.
-    std::unique_ptr<unsigned char[]> copy(new unsigned char[size == 0 ? 1 : size]);
-    if (size > 0) std::memcpy(copy.get(), data, size);
-
-    const unsigned long quality = Mpeg2StreamAnalyzer::signalQuality(copy.get(), static_cast<unsigned long>(size));
+    // The analyzer reads a private copy of exactly `size` bytes, so that a read past the end is
+    // caught even when the fuzzer's own buffer happens to be larger.
+    const auto [s, quality] = tunekit::streams::analyze(tunekit::streams::Bytes(data, data + size));
     check(quality <= 100);
-
-    const tunekit::TransportStreamStatistics s = Mpeg2StreamAnalyzer::analyze(copy.get(), size);
     check(Mpeg2StreamAnalyzer::qualityOf(s) == quality);
     // Every loss skipped at least one byte, and a lost packet stands for at least one byte.
     const std::size_t inPackets = s.packets * Mpeg2StreamAnalyzer::kPacketSize;
