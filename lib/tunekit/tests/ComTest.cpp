@@ -14,13 +14,9 @@ namespace {
 class Counted final : public IPersist {
 public:
     STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
-        if (iid == IID_IUnknown || iid == IID_IPersist) {
-            *object = static_cast<IPersist*>(this);
-            AddRef();
-            return S_OK;
-        }
-        *object = nullptr;
-        return E_NOINTERFACE;
+        *object = iid == IID_IUnknown || iid == IID_IPersist ? static_cast<IPersist*>(this) : nullptr;
+        if (*object) AddRef();
+        return *object ? S_OK : E_NOINTERFACE;
     }
     STDMETHODIMP_(ULONG) AddRef() override { return ++references; }
     STDMETHODIMP_(ULONG) Release() override { return --references; }
@@ -28,71 +24,52 @@ public:
     ULONG references = 1;
 };
 
+// Copies, moves, out-parameters and queries: every reference taken is released on every path.
 TEST(ComPtrOwnership, EveryReferenceTakenIsReleasedOnEveryPath) {
-    Counted object;
+    Counted object, other;
     {
         ComPtr<IPersist> a(&object);
         ComPtr<IPersist> copy = a;
         ComPtr<IPersist> moved = std::move(copy);
         EXPECT_EQ(object.references, 3u);
         EXPECT_FALSE(copy);
+        *moved.put() = &other; // as an out-parameter would: what was held goes, the callee's reference is adopted
+        other.AddRef();
+        EXPECT_EQ(object.references, 2u);
+        ComPtr<IUnknown> unknown;
+        EXPECT_EQ(a.as(unknown), S_OK);
+        EXPECT_EQ(object.references, 3u);
+        ComPtr<IBaseFilter> filter;
+        EXPECT_EQ(a.as(filter), E_NOINTERFACE) << "an interface the object lacks leaves nothing held";
+        EXPECT_FALSE(filter);
     }
     EXPECT_EQ(object.references, 1u);
-}
-
-TEST(ComPtrOwnership, PutReleasesWhatWasHeldBeforeTheCalleeFillsIt) {
-    Counted first, second;
-    ComPtr<IPersist> p(&first);
-    *p.put() = &second; // as an out-parameter would: the callee's reference is adopted
-    second.AddRef();
-    EXPECT_EQ(first.references, 1u);
-    p.reset();
-    EXPECT_EQ(second.references, 1u);
-}
-
-TEST(ComPtrOwnership, QueryingAnInterfaceTheObjectLacksLeavesNothingHeld) {
-    Counted object;
-    ComPtr<IPersist> p(&object);
-    ComPtr<IUnknown> unknown;
-    EXPECT_EQ(p.as(unknown), S_OK);
-    EXPECT_EQ(object.references, 3u);
-    ComPtr<IBaseFilter> filter;
-    EXPECT_EQ(p.as(filter), E_NOINTERFACE);
-    EXPECT_FALSE(filter);
-    unknown.reset();
-    EXPECT_EQ(object.references, 2u);
+    EXPECT_EQ(other.references, 1u);
 }
 
 HRESULT WINAPI failingInit(LPVOID, DWORD) { return RPC_E_CHANGED_MODE; }
 
-TEST(SmartCoInitializeScope, UninitialisesWhatItInitialised) {
+// A scope uninitialises what it initialised, and a failure is described with its code and undoes
+// nothing: either way the thread starts from scratch again afterwards.
+TEST(SmartCoInitializeScope, UninitialisesWhatItInitialisedAndNothingWhenItFailed) {
     std::thread([] {
-        {
-            SmartCoInitialize com;
-            ASSERT_TRUE(com.initialize());
-            EXPECT_TRUE(com.initError().isEmpty());
-            // A second initialisation on the thread is only counted (S_FALSE).
-            EXPECT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_FALSE);
+        for (const bool fails : {false, true}) {
+            const auto previous = fails ? setComInitializer(failingInit) : nullptr;
+            {
+                SmartCoInitialize com;
+                EXPECT_EQ(com.initialize(), !fails);
+                if (fails) {
+                    EXPECT_TRUE(com.initError().contains("(0x80010106)"));
+                } else { // a second initialisation on the thread is only counted (S_FALSE)
+                    EXPECT_TRUE(com.initError().isEmpty());
+                    EXPECT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_FALSE);
+                    CoUninitialize();
+                }
+            }
+            if (fails) setComInitializer(previous);
+            EXPECT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK) << "fails " << fails;
             CoUninitialize();
         }
-        // Balanced: the thread starts from scratch again.
-        EXPECT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
-        CoUninitialize();
-    }).join();
-}
-
-TEST(SmartCoInitializeScope, FailureIsDescribedWithItsCodeAndNothingIsUndone) {
-    std::thread([] {
-        const auto previous = setComInitializer(failingInit);
-        {
-            SmartCoInitialize com;
-            EXPECT_FALSE(com.initialize());
-            EXPECT_TRUE(com.initError().contains("(0x80010106)"));
-        }
-        setComInitializer(previous);
-        // The destructor did not call CoUninitialize for an initialisation that failed.
-        EXPECT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
-        CoUninitialize();
     }).join();
 }
 
