@@ -39,6 +39,15 @@ void addFault(const char* object, const char* method, std::uint32_t result = 0x8
     testing::addFault(object, method, 0, result);
 }
 
+// The run gave one event, of this severity and key (unless null), whose "error" variable is
+// `error` (unless null).
+void expectOneEvent(const testing::Probe& probe, mirt5::Severity severity, const char* key, const char* error) {
+    ASSERT_EQ(probe.reporter.events.size(), 1u);
+    EXPECT_EQ(probe.reporter.events[0].severity, severity);
+    if (key) EXPECT_EQ(probe.reporter.events[0].key, key);
+    if (error) EXPECT_EQ(probe.reporter.events[0].variables.at("error"), error);
+}
+
 // The calls of one method in journal order, by object.
 std::vector<std::string> callsOf(const char* method) {
     std::vector<std::string> objects;
@@ -68,13 +77,6 @@ protected:
         }
         return 0;
     }
-    void expectWarning(const char* key, const char* error) {
-        ASSERT_EQ(probe_.reporter.events.size(), 1u);
-        const auto& event = probe_.reporter.events[0];
-        EXPECT_EQ(event.severity, mirt5::Severity::Warning);
-        EXPECT_EQ(event.key, key);
-        if (error) EXPECT_EQ(event.variables.at("error"), error);
-    }
 
     testing::Probe probe_;
 };
@@ -102,29 +104,32 @@ TEST_F(CaptureDeviceDiscovery, TheDeviceNamesItsFilterAmongTheCategorysOrNone) {
         probe_.reporter.events.clear();
         EXPECT_EQ(find(deviceNamed(c.analogName, c.description)), c.bound ? TestResult::PASS() : TestResult::NODEVICE());
         if (c.bound) EXPECT_EQ(boundAfter(), c.bound);
-        else expectWarning("WarningDeviceNotFound", nullptr);
+        else expectOneEvent(probe_, mirt5::Severity::Warning, "WarningDeviceNotFound", nullptr);
         EXPECT_EQ(system.liveObjects(), "");
     }
 }
 
-TEST_F(CaptureDeviceDiscovery, SystemFailuresAreInternalErrorsNamingTheStep) {
-    for (const auto& [method, error] : {std::pair{"CoCreateInstance", "CLSID_SystemDeviceEnum failed."},
-                                        std::pair{"CreateClassEnumerator", "CLSID_VideoInputDeviceCategory failed."}}) {
+// System failures are internal errors naming the step; a filter that cannot be bound is not supported.
+TEST_F(CaptureDeviceDiscovery, FailuresNameTheStepOrTheHardware) {
+    const struct {
+        const char* object;
+        const char* method;
+        TestResult result;
+        const char* key;
+        const char* error;
+    } cases[] = {
+        {"SystemDeviceEnum", "CoCreateInstance", TestResult::INTERNALERROR(), "WarningDeviceNotFound", "CLSID_SystemDeviceEnum failed."},
+        {"SystemDeviceEnum", "CreateClassEnumerator", TestResult::INTERNALERROR(), "WarningDeviceNotFound", "CLSID_VideoInputDeviceCategory failed."},
+        {"*", "BindToObject", TestResult::NOTSUPPORTED(), "WarningHardwareDoesNotSupportAnalogTVCapture", nullptr}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.method);
         testing::SimulatedSystem system(scenarioWith({moniker("TV Card")}));
-        addFault("SystemDeviceEnum", method);
+        addFault(c.object, c.method);
         probe_.reporter.events.clear();
-        EXPECT_EQ(find(deviceNamed("TV Card")), TestResult::INTERNALERROR());
-        expectWarning("WarningDeviceNotFound", error);
+        EXPECT_EQ(find(deviceNamed("TV Card")), c.result);
+        expectOneEvent(probe_, mirt5::Severity::Warning, c.key, c.error);
         EXPECT_EQ(system.liveObjects(), "");
     }
-}
-
-TEST_F(CaptureDeviceDiscovery, AFilterThatCannotBeBoundIsNotSupported) {
-    testing::SimulatedSystem system(scenarioWith({moniker("TV Card")}));
-    addFault("*", "BindToObject");
-    EXPECT_EQ(find(deviceNamed("TV Card")), TestResult::NOTSUPPORTED());
-    expectWarning("WarningHardwareDoesNotSupportAnalogTVCapture", nullptr);
-    EXPECT_EQ(system.liveObjects(), "");
 }
 
 // ---- capture graph ---------------------------------------------------------------------------
@@ -138,13 +143,6 @@ protected:
             return result;
         });
     }
-    void expectEvent(mirt5::Severity severity, const char* key, const char* error) {
-        ASSERT_EQ(probe_.reporter.events.size(), 1u);
-        EXPECT_EQ(probe_.reporter.events[0].severity, severity);
-        EXPECT_EQ(probe_.reporter.events[0].key, key);
-        EXPECT_EQ(probe_.reporter.events[0].variables.at("error"), error);
-    }
-
     testing::SimulatedSystem system_;
     testing::Probe probe_;
 };
@@ -177,7 +175,7 @@ TEST_F(CaptureGraphSetup, EachStepFailsWithItsOwnText) {
         probe_.reporter.events.clear();
         addFault(step.object, step.method, step.hr);
         EXPECT_EQ(setUp(), step.result);
-        expectEvent(step.severity, step.key, step.error);
+        expectOneEvent(probe_, step.severity, step.key, step.error);
         EXPECT_EQ(system_.liveObjects(), "");
     }
 }
@@ -208,8 +206,15 @@ protected:
     testing::Probe probe_;
 };
 
-TEST_F(VideoWindowSetup, ARegisteredClassIsUsedAgainByTheNextTest) {
-    EXPECT_EQ(withWindow([] {}), TestResult::PASS());
+// The second window's class is the first's, registered already; closing twice is harmless.
+TEST_F(VideoWindowSetup, ARegisteredClassIsUsedAgainByTheNextTestAndClosingTwiceIsHarmless) {
+    EXPECT_EQ(withWindow([] {
+                  closeInterfaces();
+                  closeInterfaces();
+                  EXPECT_FALSE(g_graphManager);
+                  EXPECT_FALSE(g_captureBuilder);
+              }),
+              TestResult::PASS());
     EXPECT_EQ(withWindow([] {}), TestResult::PASS());
     EXPECT_TRUE(probe_.reporter.events.empty());
     EXPECT_EQ(system_.liveObjects(), "");
@@ -264,26 +269,14 @@ TEST_F(VideoWindowSetup, ResizingGivesTheWantedClientWidthAndTheDesignedExtraBor
               TestResult::PASS());
 }
 
-TEST_F(VideoWindowSetup, ClosingTwiceIsHarmless) {
-    EXPECT_EQ(withWindow([] {
-                  closeInterfaces();
-                  closeInterfaces();
-                  EXPECT_FALSE(g_graphManager);
-                  EXPECT_FALSE(g_captureBuilder);
-              }),
-              TestResult::PASS());
-    EXPECT_EQ(system_.liveObjects(), "");
-}
-
 TEST_F(VideoWindowSetup, EventInterfaceFailuresAreReportedAsTheVideoWindowFailing) {
     for (const char* method : {"QueryInterface(IVideoWindow)", "QueryInterface(IMediaEventEx)", "SetNotifyWindow"}) {
         tvsim::Simulation::current().faults().clear();
         probe_.reporter.events.clear();
         addFault("FilterGraph", method);
-        EXPECT_EQ(withWindow([] {}), TestResult::FAIL()) << method;
-        ASSERT_EQ(probe_.reporter.events.size(), 1u) << method;
-        EXPECT_EQ(probe_.reporter.events[0].severity, mirt5::Severity::Error);
-        EXPECT_EQ(probe_.reporter.events[0].variables.at("error"), "IID_IVideoWindow failed.");
+        SCOPED_TRACE(method);
+        EXPECT_EQ(withWindow([] {}), TestResult::FAIL());
+        expectOneEvent(probe_, mirt5::Severity::Error, nullptr, "IID_IVideoWindow failed.");
     }
     EXPECT_EQ(system_.liveObjects(), "");
 }
@@ -303,9 +296,7 @@ TEST_F(VideoWindowSetup, AWindowThatCannotBeCreatedOrRegisteredIsASetupProblem) 
     for (const auto& [className, error] : {std::pair{"RefusingVideoWindow", "CreateWindow failed."}, std::pair{"", "RegisterClass failed."}}) {
         probe_.reporter.events.clear();
         EXPECT_EQ(withWindow([] {}, className), TestResult::INTERNALERROR());
-        ASSERT_EQ(probe_.reporter.events.size(), 1u);
-        EXPECT_EQ(probe_.reporter.events[0].severity, mirt5::Severity::Warning);
-        EXPECT_EQ(probe_.reporter.events[0].variables.at("error"), error);
+        expectOneEvent(probe_, mirt5::Severity::Warning, nullptr, error);
     }
 }
 
