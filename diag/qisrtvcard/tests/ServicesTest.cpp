@@ -73,13 +73,16 @@ protected:
     mirt5::RecordingReporter reporter_;
 };
 
-TEST_F(CablePrompt, MapsCancelSkipAndEverythingElse) {
+TEST_F(CablePrompt, MapsCancelSkipAndEverythingElseAndCheckTVCableOffShowsNothing) {
     EXPECT_EQ(answerFor("true", {"150"}), RetryAnswerAborted);
     EXPECT_EQ(answerFor("true", {"cancel"}), RetryAnswerAborted);
     EXPECT_EQ(answerFor("true", {"220"}), RetryAnswerGiveUp);
     EXPECT_EQ(answerFor("true", {"retry"}), RetryAnswerRetry);
     EXPECT_EQ(answerFor("true", {"7"}), RetryAnswerRetry);
     EXPECT_EQ(answerFor("true", {"timeout"}), RetryAnswerRetry);
+    const std::size_t shown = reporter_.prompts.size();
+    EXPECT_EQ(answerFor("false", {"cancel"}), RetryAnswerNoPrompt) << "CheckTVCable off shows nothing";
+    EXPECT_EQ(reporter_.prompts.size(), shown);
 }
 
 TEST_F(CablePrompt, UnansweredPromptTimesOutAfterMsgBoxTimeoutSecondsAndRetries) {
@@ -93,11 +96,6 @@ TEST_F(CablePrompt, UnansweredPromptTimesOutAfterMsgBoxTimeoutSecondsAndRetries)
     EXPECT_EQ(prompt.timeoutMs, 30000u);
     EXPECT_EQ(prompt.title, CheckCableConnectedTitle->localizedString());
     EXPECT_EQ(prompt.text, CheckCableConnectedMessage->localizedString());
-}
-
-TEST_F(CablePrompt, CheckTVCableOffShowsNothing) {
-    EXPECT_EQ(answerFor("false", {"cancel"}), RetryAnswerNoPrompt);
-    EXPECT_TRUE(reporter_.prompts.empty());
 }
 
 // ---- Media Center guard --------------------------------------------------------------------
@@ -138,20 +136,10 @@ private:
 
 TEST(MediaCenterGuard, SeesMediaCenterProcessesWhateverTheirCase) {
     EXPECT_FALSE(isMediaCenterRunning());
-    {
-        ProcessUnderName shell(L"EHSHELL.EXE");
-        ASSERT_TRUE(shell.started());
-        EXPECT_TRUE(isMediaCenterRunning());
-    }
-    {
-        ProcessUnderName recorder(L"ehrec.exe");
-        ASSERT_TRUE(recorder.started());
-        EXPECT_TRUE(isMediaCenterRunning());
-    }
-    {
-        ProcessUnderName other(L"ehshell2.exe");
-        ASSERT_TRUE(other.started());
-        EXPECT_FALSE(isMediaCenterRunning());
+    for (const auto& [name, mediaCenter] : {std::pair{L"EHSHELL.EXE", true}, std::pair{L"ehrec.exe", true}, std::pair{L"ehshell2.exe", false}}) {
+        const ProcessUnderName process(name);
+        ASSERT_TRUE(process.started());
+        EXPECT_EQ(isMediaCenterRunning(), mediaCenter) << qis::String(name).utf8();
     }
 }
 
