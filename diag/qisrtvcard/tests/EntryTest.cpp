@@ -42,12 +42,9 @@ TEST_F(ModuleEntry, FoundationExceptionEscapingTheFrameworkEndsAbnormallyWithOne
     EXPECT_EQ(errors_.str(), "exception caught: injected failure\n");
 }
 
-TEST_F(ModuleEntry, VersionAnswersWithTheModulesVersionAndSucceeds) {
+// The version's text and numbers are the host test's; what it cannot see is the error stream.
+TEST_F(ModuleEntry, VersionSucceedsWithNothingOnTheErrorStream) {
     EXPECT_EQ(run({"--version"}), 0);
-    const mirt5::ModuleVersion version = mirt5::DiagModule::version();
-    EXPECT_EQ(version.major, 5);
-    EXPECT_EQ(version.minor, 0);
-    EXPECT_EQ(version.build, "000000001");
     EXPECT_TRUE(errors_.str().empty());
 }
 
