@@ -256,7 +256,7 @@ TEST_F(CountryDialogShown, OffersEveryCountrySortedWithTheUsaPreselectedAndOkUnt
     EXPECT_EQ(code, 1);
 }
 
-TEST_F(CountryDialogShown, TouchscreenFactorAboveOneScalesTheListItemsAndAChosenCountryGivesItsCode) {
+TEST_F(CountryDialogShown, TouchscreenFactorAboveOneScalesTheListItemsAChosenCountryGivesItsCodeAndCancelZero) {
     int naturalHeight = 0;
     const std::int32_t unmatched = ask(
         [&](HWND dialog) {
@@ -285,10 +285,7 @@ TEST_F(CountryDialogShown, TouchscreenFactorAboveOneScalesTheListItemsAndAChosen
         },
         {{"TouchscreenFactor", "1.5"}});
     EXPECT_EQ(chosen, 49);
-}
-
-TEST_F(CountryDialogShown, CancelGivesZero) {
-    EXPECT_EQ(ask([](HWND dialog) { press(dialog, IDCANCEL); }), 0);
+    EXPECT_EQ(ask([](HWND dialog) { press(dialog, IDCANCEL); }), 0) << "cancel gives zero";
 }
 
 TEST_F(CountryDialogShown, AStopRequestClosesItWithinHalfASecondAndGivesZero) {
