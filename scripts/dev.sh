@@ -39,7 +39,7 @@ demo() {
 package() {
   cmake --workflow --preset windows-release
   local zip check=build/windows-release/package-check
-  zip=$(ls build/windows-release/package/qisrtvcard-*-win64.zip)
+  zip=$(ls -t build/windows-release/package/qisrtvcard-*-win64.zip | head -n 1)
   rm -rf "$check" && mkdir -p "$check"
   (cd "$check" && cmake -E tar xf "$OLDPWD/$zip")
   local bin
