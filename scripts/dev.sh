@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # One entry for people and CI: installs what the build needs (Debian 12), builds, runs.
 #   scripts/dev.sh demo   build the Windows program and run all six tests on the virtual cards under Wine
-#   scripts/dev.sh test   build the Windows and native trees and run every test
+#   scripts/dev.sh test   build the Windows and native trees and run every test, package included
+#   scripts/dev.sh package  build build/windows-release/package/qisrtvcard-VERSION-win64.zip and run
+#                           the main job from the unpacked zip in a fresh Wine prefix
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -32,9 +34,29 @@ demo() {
   xvfb-run -a bash -c "$wine_run $prefix --start && scripts/run-on-virtual-cards.sh $PWD/$wine_run $PWD/$prefix $PWD/build/windows/bin/qisrtvcard.exe; rc=\$?; $wine_run $prefix --stop; exit \$rc"
 }
 
+# The zip as a host gets it: unpacked into an empty folder, run in a prefix that has never seen the
+# build, the virtual card registered and removed from there.
+package() {
+  cmake --workflow --preset windows-release
+  local zip check=build/windows-release/package-check
+  zip=$(ls -t build/windows-release/package/qisrtvcard-*-win64.zip | head -n 1)
+  rm -rf "$check" && mkdir -p "$check"
+  (cd "$check" && cmake -E tar xf "$OLDPWD/$zip")
+  local bin
+  bin=$(ls -d "$PWD/$check"/qisrtvcard-*-win64/bin)
+  echo "main job from $zip:"
+  xvfb-run -a bash -c "$wine_run $check/wineprefix --start || exit 1
+    rc=0
+    scripts/run-on-virtual-cards.sh $PWD/$wine_run $PWD/$check/wineprefix $bin/qisrtvcard.exe || rc=1
+    $wine_run $check/wineprefix regsvr32 /s '$bin/qisvcard.dll' || { echo 'regsvr32 qisvcard.dll failed'; rc=1; }
+    $wine_run $check/wineprefix regsvr32 /s /u '$bin/qisvcard.dll' || { echo 'regsvr32 /u qisvcard.dll failed'; rc=1; }
+    $wine_run $check/wineprefix --stop; exit \$rc"
+}
+
 run_tests() {
   build windows
   xvfb-run -a bash -c "$wine_run $prefix --start; rc=0; ctest --preset windows || rc=\$?; $wine_run $prefix --stop; exit \$rc"
+  package
   build native
   ctest --preset native
   build native-asan
@@ -44,5 +66,6 @@ run_tests() {
 case "${1:-}" in
   demo) ensure_packages; demo ;;
   test) ensure_packages; run_tests ;;
-  *) echo "usage: scripts/dev.sh demo|test" >&2; exit 64 ;;
+  package) ensure_packages; package ;;
+  *) echo "usage: scripts/dev.sh demo|test|package" >&2; exit 64 ;;
 esac

@@ -5,6 +5,7 @@
 #include "frame/Simulated.h"
 #include "qis/ErrorStream.h"
 #include "qis/Exception.h"
+#include "qisrtvcard_version.h"
 #include "tunekit/TunerLogger.h"
 
 namespace qisrtvcard {
@@ -13,7 +14,7 @@ int moduleMain(int argc, char** argv) {
     tunekit::TunerLogger::logToFile("libTunekit");
     try {
         mirt5::DiagModule::setCmdLineArgs(argc, argv);
-        mirt5::DiagModule::setVersion(5, 0, "000000001");
+        mirt5::DiagModule::setVersion(QISRTVCARD_VERSION_MAJOR, QISRTVCARD_VERSION_MINOR, QISRTVCARD_VERSION_BUILD);
         mirt5::DiagModule::setModuleInitCallback(moduleInit);
         mirt5::DiagModule::setSimulationStarter(startSimulatedSystem);
         mirt5::DiagModule::setDeviceDiscoverer(discoverDevices);
