@@ -69,12 +69,9 @@ void MediaType::clear() {
 }
 
 AM_MEDIA_TYPE* MediaType::allocate() const {
-    auto* out = static_cast<AM_MEDIA_TYPE*>(CoTaskMemAlloc(sizeof(AM_MEDIA_TYPE)));
-    if (out && FAILED(copyTo(*out))) {
-        CoTaskMemFree(out);
-        return nullptr;
-    }
-    return out;
+    tunekit::TaskMem<AM_MEDIA_TYPE> out(static_cast<AM_MEDIA_TYPE*>(CoTaskMemAlloc(sizeof(AM_MEDIA_TYPE))));
+    if (!out || FAILED(copyTo(*out.get()))) return nullptr;
+    return out.detach();
 }
 
 HRESULT MediaType::copyTo(AM_MEDIA_TYPE& out) const {

@@ -49,13 +49,9 @@ HRESULT MediaType::copyTo(AM_MEDIA_TYPE& type) const {
 }
 
 AM_MEDIA_TYPE* MediaType::allocate() const {
-    auto* type = static_cast<AM_MEDIA_TYPE*>(CoTaskMemAlloc(sizeof(AM_MEDIA_TYPE)));
-    if (!type) return nullptr;
-    if (FAILED(copyTo(*type))) {
-        CoTaskMemFree(type);
-        return nullptr;
-    }
-    return type;
+    tunekit::TaskMem<AM_MEDIA_TYPE> type(static_cast<AM_MEDIA_TYPE*>(CoTaskMemAlloc(sizeof(AM_MEDIA_TYPE))));
+    if (!type || FAILED(copyTo(*type.get()))) return nullptr;
+    return type.detach();
 }
 
 bool MediaType::matches(const AM_MEDIA_TYPE* wanted) const {

@@ -33,6 +33,8 @@ template <class T>
 class TaskMem {
 public:
     TaskMem() = default;
+    // Takes over a block the caller allocated.
+    explicit TaskMem(T* p) : p_(p) {}
     ~TaskMem() { CoTaskMemFree(p_); }
     TaskMem(const TaskMem&) = delete;
     TaskMem& operator=(const TaskMem&) = delete;
@@ -40,6 +42,8 @@ public:
     T* get() const { return p_; }
     T& operator[](std::size_t index) const { return p_[index]; }
     explicit operator bool() const { return p_ != nullptr; }
+    // Hands the block to the caller.
+    T* detach() { return std::exchange(p_, nullptr); }
     // For out-parameters: frees the current block and lets the callee fill in a new one.
     T** put() {
         CoTaskMemFree(std::exchange(p_, nullptr));
