@@ -12,7 +12,6 @@ namespace tvsim {
 
 using tunekit::ComPtr;
 
-inline constexpr REFERENCE_TIME kUnitsPerSecond = 10000000;
 // Transport streams straight from a BDA receiver filter (bdamedia.h).
 inline constexpr GUID kBdaMpeg2Transport = {0xf4aeb342, 0x0329, 0x4fdd, {0xa8, 0xfd, 0x4a, 0xff, 0x49, 0x26, 0xc9, 0x78}};
 
