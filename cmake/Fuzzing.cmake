@@ -1,9 +1,11 @@
 # libFuzzer targets for the native clang build (QIS_FUZZ): the code under test is compiled into
 # the fuzzer with coverage and sanitizers, and CTest gives each a bounded run so that every test
 # run exercises it; longer runs are made by hand.
-#   qis_add_fuzzer(NAME SOURCES... LIBRARIES... [INCLUDES...])
+#   qis_add_fuzzer(NAME SOURCES... LIBRARIES... [INCLUDES...] [DICTIONARY file] [SEEDS dir])
+# A dictionary and seeds let the bounded run reach readers that random bytes seldom do; the seeds
+# are copied, since libFuzzer adds what it finds to its corpus directory.
 function(qis_add_fuzzer name)
-  cmake_parse_arguments(F "" "" "SOURCES;LIBRARIES;INCLUDES" ${ARGN})
+  cmake_parse_arguments(F "" "DICTIONARY;SEEDS" "SOURCES;LIBRARIES;INCLUDES" ${ARGN})
   add_executable(${name} ${F_SOURCES})
   target_include_directories(${name} PRIVATE ${F_INCLUDES})
   target_link_libraries(${name} PRIVATE ${F_LIBRARIES})
@@ -11,6 +13,15 @@ function(qis_add_fuzzer name)
   target_link_options(${name} PRIVATE -fsanitize=fuzzer,address,undefined)
   set(artifacts ${CMAKE_CURRENT_BINARY_DIR}/fuzz-artifacts)
   file(MAKE_DIRECTORY ${artifacts})
-  add_test(NAME ${name} COMMAND ${name} -runs=100000 -max_len=4096 -seed=1 -artifact_prefix=${artifacts}/
+  set(extra)
+  if(F_DICTIONARY)
+    list(APPEND extra -dict=${F_DICTIONARY})
+  endif()
+  if(F_SEEDS)
+    set(corpus ${CMAKE_CURRENT_BINARY_DIR}/${name}-corpus)
+    file(COPY ${F_SEEDS}/ DESTINATION ${corpus})
+    list(APPEND extra ${corpus})
+  endif()
+  add_test(NAME ${name} COMMAND ${name} -runs=100000 -max_len=4096 -seed=1 -artifact_prefix=${artifacts}/ ${extra}
            WORKING_DIRECTORY ${artifacts})
 endfunction()

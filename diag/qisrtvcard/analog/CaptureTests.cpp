@@ -11,6 +11,7 @@
 #include "frame/Trace.h"
 #include "qis/FileSystem.h"
 #include "tunekit/TunerLogger.h"
+#include "tunekit/SmartCoInitialize.h"
 
 namespace qisrtvcard {
 namespace {
@@ -184,7 +185,7 @@ TestResult runCaptureTest(const mirt5::DiagDevice& device, const char* testName,
     // After a successful step these find nothing left to do.
     DestroyWindow(g_hwndVideo);
     closeInterfaces();
-    CoUninitialize();
+    tunekit::uninitializeCom();
     return result;
 }
 

@@ -15,6 +15,7 @@
 #include "qis/System.h"
 #include "qis/Value.h"
 #include "tunekit/TunerLogger.h"
+#include "tunekit/SmartCoInitialize.h"
 
 namespace qisrtvcard {
 namespace {
@@ -111,7 +112,7 @@ TestResult FMRadioSignalTest(const mirt5::DiagDevice& device) {
     if (result != TestResult::PASS()) return result;
     result = runFmTest();
     closeInterfaces();
-    CoUninitialize();
+    tunekit::uninitializeCom();
     return result;
 }
 

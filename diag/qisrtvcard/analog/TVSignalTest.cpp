@@ -22,6 +22,7 @@
 #include "tunekit/ComOwners.h"
 #include "tunekit/ErrorHandler.h"
 #include "tunekit/TunerLogger.h"
+#include "tunekit/SmartCoInitialize.h"
 
 namespace qisrtvcard {
 namespace {
@@ -292,7 +293,7 @@ TestResult AnalogTVSignalTest(const mirt5::DiagDevice& device) {
     result = checkAnalogTVSignal();
     DestroyWindow(g_hwndVideo);
     closeInterfaces();
-    CoUninitialize();
+    tunekit::uninitializeCom();
     return result;
 }
 

@@ -4,6 +4,7 @@
 #include "frame/Catalogue.h"
 #include "frame/Trace.h"
 #include "qis/Exception.h"
+#include "tunekit/SmartCoInitialize.h"
 
 namespace qisrtvcard {
 namespace {
@@ -22,7 +23,7 @@ int g_resizeDepth = 0;
 mirt5::TestResult windowSetupProblem(const char* error, Caller where = Caller::current()) {
     WarningWindowSetupProblem->setVariable("error", error);
     mirt5::DiagModule::warning(WarningWindowSetupProblem, kSourceFile, lineOf(where));
-    CoUninitialize();
+    tunekit::uninitializeCom();
     return mirt5::TestResult::INTERNALERROR();
 }
 

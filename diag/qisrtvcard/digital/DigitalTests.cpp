@@ -70,7 +70,7 @@ TestResult ClearQAMTest(const mirt5::DiagDevice& device) {
     const TestResult result = ClearQAMTestWrapper(device);
     qis::System::sleepMilliseconds(kAfterScanMilliseconds);
     if (result == TestResult::NOSIGNAL()) DiagModule::warning(ErrorNoSignalQC, kSourceFile, __LINE__);
-    CoUninitialize();
+    tunekit::uninitializeCom();
     return result;
 }
 

@@ -15,23 +15,41 @@ const ToolhelpApi kSimulatedProcesses = {tvsim::createProcessSnapshot, tvsim::fi
 // Everything the simulated system replaces, put back in reverse order when the run is over.
 class Installation {
 public:
-    Installation(tvsim::Scenario scenario, bool realtime)
-        : simulation_(std::move(scenario), tvsim::Simulation::Options{realtime}),
+    Installation(tvsim::Scenario scenario, const mirt5::SimulationRequest& request)
+        : journalFile_(openJournal(request.journal)),
+          simulation_(std::move(scenario), tvsim::Simulation::Options{request.realtime, [] { mirt5::DiagModule::requestStop(); }}),
           factory_(setComFactory(tvsim::createInstance)),
           initializer_(tunekit::setComInitializer(tvsim::initializeCom)),
-          toolhelp_(setToolhelp(&kSimulatedProcesses)) {}
+          uninitializer_(tunekit::setComUninitializer(tvsim::uninitializeCom)),
+          toolhelp_(setToolhelp(&kSimulatedProcesses)) {
+        if (journalFile_) simulation_.journal().addObserver([file = journalFile_.get()](const tvsim::Call& call) { file->write(call); });
+    }
     ~Installation() {
         setToolhelp(toolhelp_);
+        tunekit::setComUninitializer(uninitializer_);
         tunekit::setComInitializer(initializer_);
         setComFactory(factory_);
+        simulation_.journal().clearObservers();
     }
     Installation(const Installation&) = delete;
     Installation& operator=(const Installation&) = delete;
 
 private:
+    static std::unique_ptr<tvsim::JournalFile> openJournal(const qis::String& path) {
+        if (path.isEmpty()) return nullptr;
+        try {
+            return std::make_unique<tvsim::JournalFile>(path);
+        } catch (const std::runtime_error& e) {
+            throw mirt5::UsageError(e.what());
+        }
+    }
+
+    // Declared first: the simulation writes to it until the very end.
+    std::unique_ptr<tvsim::JournalFile> journalFile_;
     tvsim::Simulation simulation_;
     ComFactory factory_;
     tunekit::ComInitializer initializer_;
+    tunekit::ComUninitializer uninitializer_;
     const ToolhelpApi* toolhelp_;
 };
 
@@ -56,7 +74,7 @@ mirt5::SimulatedSystem startSimulatedSystem(const mirt5::SimulationRequest& requ
     }
     mirt5::SimulatedSystem system;
     system.device = deviceOf(scenario.device, request.scenario.isEmpty() ? qis::String(tvsim::kDefaultScenario) : request.scenario);
-    system.keepAlive = std::make_shared<Installation>(std::move(scenario), request.realtime);
+    system.keepAlive = std::make_shared<Installation>(std::move(scenario), request);
     return system;
 }
 

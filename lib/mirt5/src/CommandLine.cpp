@@ -58,6 +58,7 @@ struct Options {
     bool simulate = false;
     std::string scenario;
     bool realtime = false;
+    std::string journal;
 };
 
 const char* kFooter =
@@ -142,6 +143,8 @@ void addOptions(CLI::App& app, Options& o) {
         ->expected(0, 1)
         ->type_name("[SCENARIO]");
     app.add_flag("--realtime", o.realtime, "With --sim: let virtual time follow the wall clock");
+    app.add_option("--journal", o.journal, "With --sim: write every call the module makes to the virtual system, as JSON Lines (- for standard error)")
+        ->type_name("FILE");
     app.footer(kFooter);
 }
 
@@ -169,10 +172,11 @@ void configureServices(const Options& o) {
 std::optional<SimulatedSystem> startSimulation(const Options& o) {
     if (!o.simulate) {
         if (o.realtime) throw UsageError("--realtime needs --sim");
+        if (!o.journal.empty()) throw UsageError("--journal needs --sim");
         return std::nullopt;
     }
     if (!invocation().simulationStarter) throw UsageError("--sim: this program has no simulated system");
-    return invocation().simulationStarter(SimulationRequest{qis::String(o.scenario), o.realtime});
+    return invocation().simulationStarter(SimulationRequest{qis::String(o.scenario), o.realtime, qis::String(o.journal)});
 }
 
 std::optional<DiagDevice> deviceUnderTest(const Options& o, const std::optional<SimulatedSystem>& simulation) {

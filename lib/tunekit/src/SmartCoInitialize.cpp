@@ -8,6 +8,7 @@ namespace tunekit {
 namespace {
 
 std::atomic<ComInitializer> g_initializer{nullptr};
+std::atomic<ComUninitializer> g_uninitializer{nullptr};
 
 } // namespace
 
@@ -18,8 +19,18 @@ HRESULT initializeCom(DWORD model) {
 
 ComInitializer setComInitializer(ComInitializer initializer) { return g_initializer.exchange(initializer); }
 
+void uninitializeCom() {
+    const ComUninitializer uninitializer = g_uninitializer.load();
+    if (uninitializer)
+        uninitializer();
+    else
+        CoUninitialize();
+}
+
+ComUninitializer setComUninitializer(ComUninitializer uninitializer) { return g_uninitializer.exchange(uninitializer); }
+
 SmartCoInitialize::~SmartCoInitialize() {
-    if (initialized_) CoUninitialize();
+    if (initialized_) uninitializeCom();
 }
 
 bool SmartCoInitialize::initialize() {

@@ -44,12 +44,6 @@ qis::String inputTypeName(long type) {
     return qis::String::number(type);
 }
 
-qis::String joined(std::initializer_list<long> values) {
-    qis::String text;
-    for (const long value : values) text += (text.isEmpty() ? qis::String() : qis::String(", ")) + qis::String::number(value);
-    return text;
-}
-
 bool knownPhysicalType(long type) {
     return (type >= PhysConn_Video_Tuner && type <= PhysConn_Video_Black) ||
            (type >= PhysConn_Audio_Tuner && type <= PhysConn_Audio_AudioDecoder);
@@ -168,7 +162,7 @@ public:
                 audioSubChannel_ = audioSubChannel;
             }
             return hr;
-        }, joined({channel, videoSubChannel, audioSubChannel}));
+        }, Arguments().with("channel", channel).with("videoSubChannel", videoSubChannel).with("audioSubChannel", audioSubChannel));
     }
 
     STDMETHODIMP get_Channel(LONG* channel, LONG* videoSubChannel, LONG* audioSubChannel) override {
@@ -197,7 +191,7 @@ public:
         return call("put_CountryCode", [&] {
             country_ = country;
             return S_OK;
-        }, qis::String::number(country));
+        }, Arguments().with("countryCode", country));
     }
 
     STDMETHODIMP get_CountryCode(LONG* country) override {
@@ -212,7 +206,7 @@ public:
         return call("put_TuningSpace", [&] {
             tuningSpace_ = space;
             return S_OK;
-        }, qis::String::number(space));
+        }, Arguments().with("tuningSpace", space));
     }
 
     STDMETHODIMP get_TuningSpace(LONG* space) override {
@@ -229,7 +223,8 @@ public:
     STDMETHODIMP SignalPresent(LONG* strength) override {
         return call("SignalPresent", [&]() -> HRESULT {
             if (!strength) return E_POINTER;
-            *strength = signalNow() ? AMTUNER_SIGNALPRESENT : AMTUNER_NOSIGNAL;
+            const auto scripted = Simulation::current().scriptedValue(simName(), "SignalPresent");
+            *strength = scripted ? *scripted : signalNow() ? AMTUNER_SIGNALPRESENT : AMTUNER_NOSIGNAL;
             return S_OK;
         });
     }
@@ -243,7 +238,7 @@ public:
                 retune();
             }
             return S_OK;
-        }, modeName(mode));
+        }, Arguments().with("mode", modeName(mode)));
     }
 
     STDMETHODIMP get_Mode(AMTunerModeType* mode) override {
@@ -297,7 +292,7 @@ public:
             tunedAt_ -= std::chrono::milliseconds(tuner().lockMilliseconds);
             *foundSignal = signalNow() ? 1 : 0;
             return S_OK;
-        }, qis::String::number(channel));
+        }, Arguments().with("channel", channel));
     }
 
     STDMETHODIMP StoreAutoTune() override { return call("StoreAutoTune", [] { return S_OK; }); }
@@ -318,7 +313,7 @@ public:
                 retune();
             }
             return S_OK;
-        }, qis::String::number(index) + ", " + inputTypeName(type));
+        }, Arguments().with("index", index).with("inputType", inputTypeName(type)));
     }
 
     STDMETHODIMP get_InputType(LONG index, TunerInputType* type) override {
@@ -327,11 +322,11 @@ public:
             if (index != 0) return E_INVALIDARG;
             *type = inputType_;
             return S_OK;
-        }, qis::String::number(index));
+        }, Arguments().with("index", index));
     }
 
     STDMETHODIMP put_ConnectInput(LONG index) override {
-        return call("put_ConnectInput", [&] { return index == 0 ? S_OK : E_INVALIDARG; }, qis::String::number(index));
+        return call("put_ConnectInput", [&] { return index == 0 ? S_OK : E_INVALIDARG; }, Arguments().with("index", index));
     }
 
     STDMETHODIMP get_ConnectInput(LONG* index) override {
@@ -379,7 +374,7 @@ public:
         return call("CanRoute", [&]() -> HRESULT {
             if (!validOutput(output) || !validInput(input)) return E_INVALIDARG;
             return routable(output, input) ? S_OK : S_FALSE;
-        }, joined({output, input}));
+        }, Arguments().with("output", output).with("input", input));
     }
 
     // Documented answers: S_OK when routed, S_FALSE when the pins cannot be routed (nothing
@@ -390,7 +385,7 @@ public:
             if (!routable(output, input)) return S_FALSE;
             routes_[static_cast<std::size_t>(output)] = input;
             return S_OK;
-        }, joined({output, input}));
+        }, Arguments().with("output", output).with("input", input));
     }
 
     STDMETHODIMP get_IsRoutedTo(LONG output, LONG* input) override {
@@ -399,7 +394,7 @@ public:
             if (!validOutput(output)) return E_INVALIDARG;
             *input = routes_[static_cast<std::size_t>(output)];
             return *input < 0 ? S_FALSE : S_OK;
-        }, qis::String::number(output));
+        }, Arguments().with("output", output));
     }
 
     STDMETHODIMP get_CrossbarPinInfo(BOOL isInput, LONG index, LONG* related, LONG* physicalType) override {
@@ -410,7 +405,7 @@ public:
             *related = isInput ? crossbar().inputs[at].related : crossbar().outputs[at].related;
             *physicalType = isInput ? crossbar().inputs[at].physicalType : crossbar().outputs[at].physicalType;
             return knownPhysicalType(*physicalType) ? S_OK : S_FALSE;
-        }, qis::String(isInput ? "input " : "output ") + qis::String::number(index));
+        }, Arguments(qis::String(isInput ? "input " : "output ") + qis::String::number(index)).with("direction", isInput ? "input" : "output").with("index", index));
     }
 
     // ---- IAMStreamConfig (answered on the capture pin) ----
@@ -437,7 +432,7 @@ public:
                 return VFW_E_INVALIDMEDIATYPE;
             chosen_ = *offered;
             return S_OK;
-        }, type ? describe(MediaType::from(*type)) : qis::String("null"));
+        }, Arguments().with("mediaType", type ? describe(MediaType::from(*type)) : qis::String("null")));
     }
 
     STDMETHODIMP GetNumberOfCapabilities(int* count, int* size) override {

@@ -117,7 +117,7 @@ public:
             tuned_ = snapshot;
             ++tunings_;
             return S_OK;
-        }, snapshot ? snapshot->text() : qis::String(request ? "foreign request" : "null"));
+        }, snapshot ? snapshot->arguments() : Arguments(request ? "foreign request" : "null"));
     }
     STDMETHODIMP Validate(ITuneRequest* request) override {
         return call("Validate", [&]() -> HRESULT {
@@ -168,7 +168,7 @@ public:
             country_ = code;
             mapping_ = found->second;
             return S_OK;
-        }, qis::String::number(static_cast<unsigned long>(code)));
+        }, Arguments().with("countryCode", static_cast<long long>(code)));
     }
     STDMETHODIMP get_DefaultFrequencyMapping(ULONG code, ULONG* count, ULONG** list) override {
         return call("get_DefaultFrequencyMapping", [&]() -> HRESULT {
@@ -180,7 +180,7 @@ public:
                 return E_INVALIDARG;
             }
             return taskMemList(found->second, count, list);
-        }, qis::String::number(static_cast<unsigned long>(code)));
+        }, Arguments().with("countryCode", static_cast<long long>(code)));
     }
     STDMETHODIMP get_CountryCodeList(ULONG* count, ULONG** list) override {
         return call("get_CountryCodeList", [&] {
@@ -257,7 +257,8 @@ private:
     HRESULT read(const char* method, T* out, Field field) {
         return this->call(method, [&]() -> HRESULT {
             if (!out) return E_POINTER;
-            *out = field(statistics());
+            const auto scripted = Simulation::current().scriptedValue(this->simName(), method);
+            *out = scripted ? static_cast<T>(*scripted) : field(statistics());
             return S_OK;
         });
     }

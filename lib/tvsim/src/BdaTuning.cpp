@@ -36,7 +36,7 @@ HRESULT putValue(Object& object, const char* method, T& field, T value) {
     return object.journal(method, [&] {
         field = value;
         return S_OK;
-    }, number(static_cast<long>(value)));
+    }, Arguments().with("value", static_cast<long long>(value)));
 }
 
 template <class Object, class T>
@@ -66,7 +66,7 @@ public:
     using SimObject<Interface>::SimObject;
 
     template <class Body>
-    HRESULT journal(const char* method, Body&& body, const qis::String& arguments = {}) {
+    HRESULT journal(const char* method, Body&& body, const Arguments& arguments = {}) {
         return this->call(method, std::forward<Body>(body), arguments);
     }
 
@@ -224,7 +224,7 @@ public:
     TuneRequestBase(qis::String name, ComPtr<ITuningSpace> space) : SimObject<Interface>(std::move(name)), space_(std::move(space)) {}
 
     template <class Body>
-    HRESULT journal(const char* method, Body&& body, const qis::String& arguments = {}) {
+    HRESULT journal(const char* method, Body&& body, const Arguments& arguments = {}) {
         return this->call(method, std::forward<Body>(body), arguments);
     }
 
@@ -369,7 +369,7 @@ public:
           clsid_(clsid), networkType_(networkType) {}
 
     template <class Body>
-    HRESULT journal(const char* method, Body&& body, const qis::String& arguments = {}) {
+    HRESULT journal(const char* method, Body&& body, const Arguments& arguments = {}) {
         return this->call(method, std::forward<Body>(body), arguments);
     }
 
@@ -699,6 +699,16 @@ qis::String TuneSnapshot::text() const {
         std::snprintf(buffer, sizeof buffer, "DVB-T frequency=%ld modulation=%ld mode=%ld guard=%ld lpFecRate=%ld bandwidth=%ld", frequency,
                       modulation, mode, guard, lpFecRate, bandwidth);
     return qis::String(buffer);
+}
+
+Arguments TuneSnapshot::arguments() const {
+    Arguments named(text());
+    if (kind == Kind::Atsc)
+        return named.with("network", "ATSC").with("inputType", inputType).with("channel", channel)
+            .with("minorChannel", minorChannel).with("physicalChannel", physicalChannel).with("frequency", frequency)
+            .with("modulation", modulation).with("program", program);
+    return named.with("network", "DVB-T").with("frequency", frequency).with("modulation", modulation).with("mode", mode)
+        .with("guard", guard).with("lpFecRate", lpFecRate).with("bandwidth", bandwidth);
 }
 
 const DigitalChannelSpec* receivedChannel(const BdaTunerSpec& tuner, const TuneSnapshot& request) {

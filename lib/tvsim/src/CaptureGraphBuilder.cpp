@@ -197,7 +197,7 @@ public:
             *mux = nullptr;
             if (sink) *sink = nullptr;
             return setOutputFileName(*type, file, mux, sink);
-        }, guidName(type) + ", " + qis::String(file ? file : L""));
+        }, Arguments().with("subtype", guidName(type)).with("file", qis::String(file ? file : L"")));
     }
 
     STDMETHODIMP FindInterface(const GUID* category, const GUID* type, IBaseFilter* filter, REFIID iid, void** out) override {
@@ -206,7 +206,7 @@ public:
             *out = nullptr;
             if (!filter) return E_POINTER;
             return findInterface(category, type, filter, iid, out);
-        }, guidName(category) + ", " + guidName(type) + ", " + guidName(&iid));
+        }, Arguments().with("category", guidName(category)).with("mediaType", guidName(type)).with("interface", guidName(&iid)));
     }
 
     STDMETHODIMP RenderStream(const GUID* category, const GUID* type, IUnknown* source, IBaseFilter* compressor,
@@ -214,7 +214,7 @@ public:
         return call("RenderStream", [&]() -> HRESULT {
             if (!source) return E_POINTER;
             return renderStream(category, type, source, compressor, renderer);
-        }, guidName(category) + ", " + guidName(type));
+        }, Arguments().with("category", guidName(category)).with("mediaType", guidName(type)));
     }
 
     STDMETHODIMP ControlStream(const GUID* category, const GUID* type, IBaseFilter* filter, REFERENCE_TIME* start,
@@ -222,7 +222,7 @@ public:
         return call("ControlStream", [&]() -> HRESULT {
             if (!category) return E_POINTER;
             return controlStream(*category, type, filter, start, stop, startCookie, stopCookie);
-        }, guidName(category) + ", " + guidName(type));
+        }, Arguments().with("category", guidName(category)).with("mediaType", guidName(type)));
     }
 
     // Creates the file, or grows it, to `size` bytes; a read-only file cannot be allocated.
@@ -239,7 +239,7 @@ public:
             const HRESULT hr = done ? S_OK : HRESULT_FROM_WIN32(GetLastError());
             CloseHandle(handle);
             return hr;
-        }, qis::String(file ? file : L""));
+        }, Arguments().with("file", qis::String(file ? file : L"")).with("size", static_cast<long long>(size)));
     }
 
     STDMETHODIMP CopyCaptureFile(LPOLESTR from, LPOLESTR to, int, IAMCopyCaptureFileProgress*) override {
@@ -263,7 +263,7 @@ public:
             if (!found) return E_FAIL;
             *pin = found.detach();
             return S_OK;
-        }, guidName(category) + ", " + guidName(type));
+        }, Arguments().with("category", guidName(category)).with("mediaType", guidName(type)));
     }
 
 private:

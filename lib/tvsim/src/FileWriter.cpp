@@ -35,7 +35,7 @@ public:
             fileType_ = type ? MediaType::from(*type) : MediaType();
             hasFileType_ = type != nullptr;
             return S_OK;
-        }, qis::String(name ? name : L""));
+        }, Arguments().with("file", qis::String(name ? name : L"")));
     }
 
     STDMETHODIMP GetCurFile(LPOLESTR* name, AM_MEDIA_TYPE* type) override {

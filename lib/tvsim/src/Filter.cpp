@@ -355,7 +355,7 @@ STDMETHODIMP SimFilter::FindPin(LPCWSTR id, IPin** pin) {
         *pin = found;
         found->AddRef();
         return S_OK;
-    }, qis::String(id ? id : L""));
+    }, Arguments().with("id", qis::String(id ? id : L"")));
 }
 
 STDMETHODIMP SimFilter::QueryFilterInfo(FILTER_INFO* info) {
@@ -374,7 +374,7 @@ STDMETHODIMP SimFilter::JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) {
         graph_ = graph;
         nameInGraph_ = graph && name ? qis::String(name) : qis::String();
         return S_OK;
-    }, qis::String(name ? name : L""));
+    }, Arguments().with("name", qis::String(name ? name : L"")));
 }
 
 STDMETHODIMP SimFilter::QueryVendorInfo(LPWSTR*) { return E_NOTIMPL; }

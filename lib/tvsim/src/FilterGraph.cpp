@@ -50,7 +50,7 @@ public:
             if (FAILED(joined)) return joined;
             filters_.push_back({ComPtr<IBaseFilter>(filter), unique});
             return unique == wanted ? S_OK : VFW_S_DUPLICATE_NAME;
-        }, name ? qis::String(name) : qis::String());
+        }, Arguments().with("name", name ? qis::String(name) : qis::String()));
     }
 
     STDMETHODIMP RemoveFilter(IBaseFilter* filter) override {

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "qis/FileSystem.h"
+#include "tvsim/Journal.h"
 #include "tvsim/MediaTypeNames.h"
 
 namespace tvsim {
@@ -407,19 +408,14 @@ FilterSpec readFilter(const Node& node) {
 }
 
 FaultRule readFault(const Node& node) {
-    node.allowOnly({"object", "method", "result", "call", "kind"});
+    node.allowOnly({"object", "method", "result", "call", "kind", "arguments"});
     FaultRule rule;
     rule.object = node.required("object").text();
     rule.method = node.required("method").text();
     if (auto result = node.field("result")) {
-        static const std::map<std::string, std::uint32_t> names = {
-            {"E_FAIL", 0x80004005u},        {"E_OUTOFMEMORY", 0x8007000Eu},        {"E_NOINTERFACE", 0x80004002u},
-            {"E_POINTER", 0x80004003u},     {"E_INVALIDARG", 0x80070057u},         {"E_NOTIMPL", 0x80004001u},
-            {"REGDB_E_CLASSNOTREG", 0x80040154u}, {"VFW_E_NOT_CONNECTED", 0x80040209u}, {"S_FALSE", 1u}};
         const qis::String text = result->text();
-        const auto named = names.find(text.utf8());
-        if (named != names.end()) {
-            rule.result = static_cast<std::int32_t>(named->second);
+        if (const auto named = resultFromName(text.utf8())) {
+            rule.result = *named;
         } else {
             try {
                 std::size_t used = 0;
@@ -442,7 +438,40 @@ FaultRule readFault(const Node& node) {
         else if (k == "nullResult") rule.kind = FaultKind::NullResult;
         else kind->fail("expected fail or nullResult");
     }
+    if (auto arguments = node.field("arguments"))
+        for (const auto& [name, value] : arguments->members())
+            rule.arguments.emplace_back(qis::String(name), value.isText() ? value.text() : qis::String::number(value.integer()));
     return rule;
+}
+
+// A call counter as a scenario gives it: 1 for the first call.
+unsigned callNumber(const Node& node) {
+    const long n = node.integer();
+    if (n < 1) node.fail("expected a call number, 1 or more");
+    return static_cast<unsigned>(n);
+}
+
+StopRule readStop(const Node& node) {
+    node.allowOnly({"object", "method", "call", "atMs"});
+    StopRule rule;
+    readIf(node, "object", rule.object, [](const Node& n) { return n.text(); });
+    readIf(node, "method", rule.method, [](const Node& n) { return n.text(); });
+    readIf(node, "call", rule.call, callNumber);
+    if (auto at = node.field("atMs")) {
+        if (at->integer() < 0) at->fail("expected a virtual time in milliseconds, 0 or more");
+        rule.atMs = at->integer();
+    }
+    if (rule.method.isEmpty() && !rule.atMs) node.fail("expected \"method\" or \"atMs\"");
+    return rule;
+}
+
+ValueScript readValueScript(const Node& node) {
+    node.allowOnly({"object", "method", "values"});
+    ValueScript script;
+    readIf(node, "object", script.object, [](const Node& n) { return n.text(); });
+    script.method = node.required("method").text();
+    for (const auto& value : node.required("values").items()) script.values.push_back(value.integer());
+    return script;
 }
 
 } // namespace
@@ -511,7 +540,7 @@ Scenario parseScenario(const std::string& text, const qis::String& origin) {
     }
     const Node root(document, "", origin);
     root.allowOnly({"name", "device", "processes", "categories", "filters", "faults", "description", "converters", "tuningSpaces",
-                    "frequencyMaps"});
+                    "frequencyMaps", "stop", "values"});
     Scenario scenario;
     readIf(root, "name", scenario.name, [](const Node& n) { return n.text(); });
     scenario.device = readDevice(root.required("device"));
@@ -535,6 +564,9 @@ Scenario parseScenario(const std::string& text, const qis::String& origin) {
         scenario.tuningSpaces.clear();
         for (const auto& item : spaces->items()) scenario.tuningSpaces.push_back(readTuningSpace(item, scenario.tuningSpaces));
     }
+    if (auto stop = root.field("stop")) scenario.stop = readStop(*stop);
+    if (auto values = root.field("values"))
+        for (const auto& item : values->items()) scenario.values.push_back(readValueScript(item));
     if (auto maps = root.field("frequencyMaps")) {
         for (const auto& [key, node] : maps->members()) {
             auto& list = scenario.frequencyMaps[countryCodeKey(key, node)];

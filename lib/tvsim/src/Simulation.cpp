@@ -11,6 +11,11 @@ namespace {
 
 std::atomic<Simulation*> g_current{nullptr};
 
+qis::String apartmentName(DWORD model) {
+    if (model & COINIT_MULTITHREADED) return "COINIT_MULTITHREADED";
+    return "COINIT_APARTMENTTHREADED";
+}
+
 } // namespace
 
 Simulation::Simulation(Scenario scenario, Options options) : scenario_(std::move(scenario)), options_(options) {
@@ -18,6 +23,8 @@ Simulation::Simulation(Scenario scenario, Options options) : scenario_(std::move
     for (const auto& rule : scenario_.faults) faults_.add(rule);
     previousClock_ = qis::System::setClock(&clock());
     started_ = clock().now();
+    journal_.setClock([this] { return std::chrono::duration_cast<std::chrono::milliseconds>(elapsed()).count(); });
+    if (scenario_.stop && options_.requestStop) journal_.addObserver([this](const Call& call) { watchForStop(call); });
     g_current = this;
 }
 
@@ -42,6 +49,28 @@ qis::Clock& Simulation::clock() {
 qis::Nanoseconds Simulation::elapsed() {
     if (options_.realtime) return wallClock_.now() - started_;
     return virtualClock_.elapsed() - started_;
+}
+
+void Simulation::watchForStop(const Call& call) {
+    const StopRule& rule = *scenario_.stop;
+    if (stopSent_) return;
+    bool due = rule.atMs && call.timeMs >= *rule.atMs;
+    if (!rule.method.isEmpty() && call.method == rule.method && (rule.object == "*" || rule.object == call.object))
+        due = due || ++stopCalls_ == rule.call;
+    if (!due) return;
+    stopSent_ = true;
+    options_.requestStop();
+}
+
+std::optional<long> Simulation::scriptedValue(const qis::String& object, const char* method) {
+    std::lock_guard lock(mutex_);
+    for (const auto& script : scenario_.values) {
+        if (script.method != method || (script.object != "*" && script.object != object)) continue;
+        const std::size_t n = scriptedCalls_[{script.object, script.method}]++;
+        if (n < script.values.size()) return script.values[n];
+        return std::nullopt;
+    }
+    return std::nullopt;
 }
 
 void Simulation::track(SimObjectBase* object) {
@@ -81,14 +110,15 @@ HRESULT Simulation::createInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD, REFII
 }
 
 HRESULT WINAPI initializeCom(LPVOID reserved, DWORD model) {
-    if (Simulation* simulation = Simulation::active()) {
-        if (const auto fault = simulation->faults().check("COM", "CoInitializeEx")) {
-            const HRESULT injected = fault->kind == FaultKind::Fail ? static_cast<HRESULT>(fault->result) : S_OK;
-            simulation->journal().record({"COM", "CoInitializeEx", qis::String(), injected, true});
-            return injected;
-        }
-    }
-    return CoInitializeEx(reserved, model);
+    Simulation* simulation = Simulation::active();
+    if (!simulation) return CoInitializeEx(reserved, model);
+    return journaledCall("COM", "CoInitializeEx", [&] { return CoInitializeEx(reserved, model); },
+                         Arguments().with("model", apartmentName(model)));
+}
+
+void WINAPI uninitializeCom() {
+    CoUninitialize();
+    if (Simulation* simulation = Simulation::active()) simulation->journal().record(makeCall("COM", "CoUninitialize", {}, S_OK, false));
 }
 
 HRESULT WINAPI createInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD context, REFIID iid, LPVOID* object) {

@@ -75,7 +75,7 @@ public:
             caption_ = text ? text : L"";
             if (window_) SetWindowTextW(window_, caption_.c_str());
             return S_OK;
-        });
+        }, Arguments().with("caption", qis::String(text ? text : L"")));
     }
     STDMETHODIMP get_Caption(BSTR* text) override {
         return windowGet("get_Caption", text, [&] {
@@ -175,7 +175,7 @@ public:
             if (!isBoolean(visible)) return E_INVALIDARG;
             show(visible == OATRUE);
             return S_OK;
-        }, qis::String::number(visible));
+        }, Arguments().with("visible", visible));
     }
     STDMETHODIMP get_Visible(long* visible) override {
         return windowGet("get_Visible", visible, [&] {
@@ -314,8 +314,9 @@ public:
 
     STDMETHODIMP SetWindowPosition(long left, long top, long width, long height) override {
         return windowCall("SetWindowPosition", [&] { return place(RECT{left, top, left + width, top + height}); },
-                          qis::String::number(left) + "," + qis::String::number(top) + "," + qis::String::number(width) + "," +
-                              qis::String::number(height));
+                          Arguments(qis::String::number(left) + "," + qis::String::number(top) + "," + qis::String::number(width) + "," +
+                                    qis::String::number(height))
+                              .with("left", left).with("top", top).with("width", width).with("height", height));
     }
     STDMETHODIMP GetWindowPosition(long* left, long* top, long* width, long* height) override {
         return windowCall("GetWindowPosition", [&] {
@@ -415,7 +416,7 @@ private:
     // The system's renderer answers every window method with "not connected" until its input
     // is connected.
     template <class Body>
-    HRESULT windowCall(const char* method, Body&& body, const qis::String& arguments = {}) {
+    HRESULT windowCall(const char* method, Body&& body, const Arguments& arguments = {}) {
         return call(method, [&]() -> HRESULT {
             if (!input_.isConnected()) return VFW_E_NOT_CONNECTED;
             return body();

@@ -41,6 +41,25 @@ TEST(ScenarioLoading, FaultsReadNamedAndNumericResults) {
     EXPECT_EQ(s.faults[1].kind, FaultKind::NullResult);
 }
 
+TEST(ScenarioLoading, ScriptedStopsValuesAndArgumentFaults) {
+    const Scenario s = parseScenario(R"({"device": {"name": "d"},
+        "faults": [{"object": "*", "method": "put_InputType", "arguments": {"inputType": "TunerInputCable", "index": 0}}],
+        "stop": {"method": "put_Channel", "call": 5, "atMs": 9000},
+        "values": [{"method": "SignalPresent", "values": [0, 1, -1]}]})", "t");
+    ASSERT_EQ(s.faults[0].arguments.size(), 2u);
+    EXPECT_EQ(s.faults[0].arguments[0], std::make_pair(qis::String("index"), qis::String("0")));
+    ASSERT_TRUE(s.stop.has_value());
+    EXPECT_EQ(s.stop->object, "*");
+    EXPECT_EQ(s.stop->call, 5u);
+    EXPECT_EQ(s.stop->atMs, 9000);
+    ASSERT_EQ(s.values.size(), 1u);
+    EXPECT_EQ(s.values[0].values, (std::vector<long>{0, 1, -1}));
+    FaultPlan plan;
+    plan.add(s.faults[0]);
+    EXPECT_FALSE(plan.check("Tuner", "put_InputType", {{"index", "0"}, {"inputType", "TunerInputAntenna"}}));
+    EXPECT_TRUE(plan.check("Tuner", "put_InputType", {{"index", "0"}, {"inputType", "TunerInputCable"}}));
+}
+
 TEST(ScenarioErrors, NameTheJsonPathOfTheFault) {
     EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "filters": {"cap": {"tuner": {"cableSignal": [1, "two"]}}}})"),
                 HasSubstr("/filters/cap/tuner/cableSignal/1: expected a whole number"));
@@ -52,6 +71,13 @@ TEST(ScenarioErrors, NameTheJsonPathOfTheFault) {
     EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "faults": [{"object": "a", "method": "b", "result": "E_WHATEVER"}]})"),
                 HasSubstr("/faults/0/result"));
     EXPECT_THAT(errorOf("{\"device\": \n {\"name\": }"), HasSubstr("line 2"));
+    EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "stop": {"object": "*"}})"), HasSubstr("/stop: expected \"method\" or \"atMs\""));
+    EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "stop": {"method": "m", "call": 0}})"), HasSubstr("/stop/call: expected a call number"));
+    EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "stop": {"atMs": -1}})"), HasSubstr("/stop/atMs"));
+    EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "values": [{"method": "m", "values": [1, "on"]}]})"),
+                HasSubstr("/values/0/values/1: expected a whole number"));
+    EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "faults": [{"object": "a", "method": "b", "arguments": {"x": true}}]})"),
+                HasSubstr("/faults/0/arguments/x: expected a whole number"));
     EXPECT_THAT(errorOf("[]"), HasSubstr("test.json"));
 }
 

@@ -2,6 +2,7 @@
 // The diagnostics framework as a module sees it: registration of the catalogue, the entry that
 // hands control to the framework, and the services a running test calls.
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -33,10 +34,11 @@ struct RunRequest {
     std::vector<qis::String> answers;                            // pre-answers, in order
 };
 
-// A run on a simulated system (--sim [SCENARIO], --realtime).
+// A run on a simulated system (--sim [SCENARIO], --realtime, --journal FILE).
 struct SimulationRequest {
     qis::String scenario; // a built-in name or a file; empty: the default
     bool realtime = false;
+    qis::String journal;  // where the system's journal goes: a file, "-" for standard error; empty: nowhere
 };
 
 // The simulated system a module starts for a run: the device under test it describes, and a
@@ -126,6 +128,9 @@ public:
     // number as it is, "ok" as `okCode` and any other word as `cancelCode`. Otherwise gives
     // nothing, and the module shows its prompt.
     static std::optional<int> takeAnswer(Prompt prompt, int okCode, int cancelCode);
+    // The same prompt when nothing answered it in advance: reports it opened, runs `show` (the
+    // module's dialog) and reports the code it gives as answered at the dialog.
+    static int showOwnPrompt(Prompt prompt, const std::function<int()>& show);
 };
 
 } // namespace mirt5

@@ -12,6 +12,10 @@ using ComInitializer = HRESULT(WINAPI*)(LPVOID reserved, DWORD model);
 HRESULT initializeCom(DWORD model);
 // Null restores CoInitializeEx. Returns the one installed before.
 ComInitializer setComInitializer(ComInitializer initializer);
+// CoUninitialize, likewise replaceable, so that whoever watches the one sees the other.
+using ComUninitializer = void(WINAPI*)();
+void uninitializeCom();
+ComUninitializer setComUninitializer(ComUninitializer uninitializer);
 
 class SmartCoInitialize {
 public:

@@ -7,6 +7,7 @@
 
 #include "tunekit/ComPtr.h"
 #include "tunekit/DirectShow.h"
+#include "tvsim/Journal.h"
 #include "tvsim/Scenario.h"
 
 namespace tvsim {
@@ -33,6 +34,8 @@ struct TuneSnapshot {
     // "DVB-T frequency=474000 modulation=3 mode=2 guard=4 lpFecRate=2 bandwidth=8": the
     // argument text the journal shows for put_TuneRequest.
     qis::String text() const;
+    // The text with each field by name, for the journal written out.
+    Arguments arguments() const;
 };
 
 // Implemented by the simulated tune requests, so that a provider can read one whole.

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "qis/String.h"
+#include "tvsim/Journal.h"
 
 namespace tvsim {
 
@@ -22,6 +23,9 @@ struct FaultRule {
     std::int32_t result = static_cast<std::int32_t>(0x80004005); // E_FAIL
     unsigned call = 0;    // 0: every call; N: only the Nth call of this method on this object
     FaultKind kind = FaultKind::Fail;
+    // Named arguments the call must have, by their text ("inputType": "TunerInputCable"); the
+    // call still counts towards `call` when they do not match.
+    std::vector<std::pair<qis::String, qis::String>> arguments;
 };
 
 class FaultPlan {
@@ -29,7 +33,7 @@ public:
     void add(FaultRule rule);
     void clear();
     // Counts the call and returns the rule that answers it, if any.
-    std::optional<FaultRule> check(const qis::String& object, const qis::String& method);
+    std::optional<FaultRule> check(const qis::String& object, const qis::String& method, const std::vector<Argument>& named = {});
 
 private:
     std::mutex mutex_;

@@ -156,6 +156,23 @@ struct ConverterSpec {
     qis::String output;
 };
 
+// A stop request the virtual system makes as a host would: when the Nth call of a method is
+// made (the request is up when that call returns), or at the first call at or after a virtual time.
+struct StopRule {
+    qis::String object = "*";
+    qis::String method;          // empty: by time only
+    unsigned call = 1;
+    std::optional<long long> atMs;
+};
+
+// What a driver reports, call by call: the Nth call of the method answers values[N-1]; once the
+// list is used up the hardware answers as the scenario describes it.
+struct ValueScript {
+    qis::String object = "*";
+    qis::String method;
+    std::vector<long> values;
+};
+
 struct Scenario {
     qis::String name;
     DeviceUnderTest device;
@@ -167,6 +184,8 @@ struct Scenario {
     std::vector<TuningSpaceSpec> tuningSpaces = defaultTuningSpaces();
     // Country code (E.164) -> DVB-T centre frequencies in kHz, in the order IFrequencyMap gives them.
     std::map<unsigned long, std::vector<unsigned long>> frequencyMaps;
+    std::optional<StopRule> stop;
+    std::vector<ValueScript> values;
 };
 
 Scenario parseScenario(const std::string& json, const qis::String& origin);

@@ -16,15 +16,15 @@ namespace tvsim {
 // Runs one method of the object named `object`: a fault rule for (object, method) answers
 // instead of `body`, and the call is journaled either way.
 template <class Body>
-HRESULT journaledCall(const qis::String& object, const char* method, Body&& body, const qis::String& arguments = {}) {
+HRESULT journaledCall(const qis::String& object, const char* method, Body&& body, const Arguments& arguments = {}) {
     Simulation& simulation = Simulation::current();
-    if (const auto fault = simulation.faults().check(object, method)) {
+    if (const auto fault = simulation.faults().check(object, method, arguments.named())) {
         const HRESULT injected = fault->kind == FaultKind::Fail ? static_cast<HRESULT>(fault->result) : S_OK;
-        simulation.journal().record({object, method, arguments, static_cast<std::int32_t>(injected), true});
+        simulation.journal().record(makeCall(object, method, arguments, static_cast<std::int32_t>(injected), true));
         return injected;
     }
     const HRESULT result = body();
-    simulation.journal().record({object, method, arguments, static_cast<std::int32_t>(result), false});
+    simulation.journal().record(makeCall(object, method, arguments, static_cast<std::int32_t>(result), false));
     return result;
 }
 
@@ -32,7 +32,7 @@ HRESULT journaledCall(const qis::String& object, const char* method, Body&& body
 // result leaves the pointer null, and a "nullResult" fault answers S_OK with it null, as some
 // drivers do.
 template <class T, class Body>
-HRESULT journaledCallOut(const qis::String& object, const char* method, T** out, Body&& body, const qis::String& arguments = {}) {
+HRESULT journaledCallOut(const qis::String& object, const char* method, T** out, Body&& body, const Arguments& arguments = {}) {
     if (!out) return journaledCall(object, method, [] { return E_POINTER; }, arguments);
     *out = nullptr;
     return journaledCall(object, method, std::forward<Body>(body), arguments);
@@ -60,11 +60,11 @@ protected:
     }
 
     template <class Body>
-    HRESULT call(const char* method, Body&& body, const qis::String& arguments = {}) {
+    HRESULT call(const char* method, Body&& body, const Arguments& arguments = {}) {
         return journaledCall(name_, method, std::forward<Body>(body), arguments);
     }
     template <class T, class Body>
-    HRESULT callOut(const char* method, T** out, Body&& body, const qis::String& arguments = {}) {
+    HRESULT callOut(const char* method, T** out, Body&& body, const Arguments& arguments = {}) {
         return journaledCallOut(name_, method, out, std::forward<Body>(body), arguments);
     }
 

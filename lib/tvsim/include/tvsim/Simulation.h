@@ -2,6 +2,8 @@
 // The running virtual system: its scenario, clock, journal, fault plan, the audit of live
 // objects, and the factory that hands out simulated objects by class id.
 
+#include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -26,6 +28,7 @@ class Simulation {
 public:
     struct Options {
         bool realtime = false; // wall-clock time instead of virtual time, for watching the window
+        std::function<void()> requestStop = {}; // what the scenario's stop request does
     };
 
     // Installs itself as the current simulation and its clock as the foundation's clock; the
@@ -50,6 +53,10 @@ public:
     void untrack(SimObjectBase* object);
     std::vector<LiveObject> liveObjects() const;
 
+    // The value the scenario scripts for this call of the method, counting the call; nothing
+    // when the method is not scripted or its list is used up.
+    std::optional<long> scriptedValue(const qis::String& object, const char* method);
+
     // CoCreateInstance of the virtual system: REGDB_E_CLASSNOTREG for classes it does not have.
     HRESULT createInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD context, REFIID iid, void** object);
 
@@ -64,11 +71,18 @@ private:
     qis::Nanoseconds started_{};
     mutable std::mutex mutex_;
     std::set<SimObjectBase*> live_;
+    std::map<std::pair<qis::String, qis::String>, std::size_t> scriptedCalls_;
+    unsigned stopCalls_ = 0;
+    bool stopSent_ = false;
+
+    void watchForStop(const Call& call);
 };
 
 // CoInitializeEx of the virtual system: a fault rule for object "COM", method "CoInitializeEx"
 // makes it fail; otherwise it is the system's.
 HRESULT WINAPI initializeCom(LPVOID reserved, DWORD model);
+// CoUninitialize of the virtual system, journaled.
+void WINAPI uninitializeCom();
 
 // The factory function the module installs in place of CoCreateInstance.
 HRESULT WINAPI createInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD context, REFIID iid, LPVOID* object);
