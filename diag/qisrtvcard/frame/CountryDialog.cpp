@@ -4,6 +4,9 @@
 
 #include "frame/CountryDialog.h"
 
+#include <algorithm>
+#include <optional>
+
 #include "frame/CountryTable.h"
 #include "frame/Catalogue.h"
 #include "frame/Trace.h"
@@ -22,19 +25,39 @@ constexpr UINT kStopPollMs = 500;
 constexpr INT_PTR kNoChoiceCode = 1;
 constexpr INT_PTR kCancelledCode = 0;
 
-void fillList(HWND list) {
+// The countries the list shows, in the order it shows them: the table less what the tuner does
+// not support, sorted as the list sorts its names.
+std::vector<mirt5::PromptChoice> offeredCountries() {
     CountryTable table;
     buildCountryTable(table);
     const CountryCodeSet& supported = supportedCountryCodes();
+    std::vector<mirt5::PromptChoice> offered;
     for (std::size_t i = 0; i < table.size(); ++i) {
         const CountryRecord& country = table.at(i);
         if (!supported.isEmpty() && !supported.contains(country.code)) continue;
+        offered.push_back({static_cast<int>(country.code), country.name});
+    }
+    std::stable_sort(offered.begin(), offered.end(), [](const mirt5::PromptChoice& a, const mirt5::PromptChoice& b) {
+        return CompareStringW(LOCALE_USER_DEFAULT, NORM_IGNORECASE, a.name.wide().c_str(), -1, b.name.wide().c_str(), -1) ==
+               CSTR_LESS_THAN;
+    });
+    // The table ends here; the list keeps only names and codes.
+    return offered;
+}
+
+std::optional<int> preselectedCode(const std::vector<mirt5::PromptChoice>& offered) {
+    for (const auto& choice : offered)
+        if (choice.name == qis::String(kPreselectedCountry)) return choice.code;
+    return std::nullopt;
+}
+
+void fillList(HWND list) {
+    for (const auto& country : offeredCountries()) {
         const std::wstring name = country.name.wide();
         const LRESULT index = SendMessageW(list, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(name.c_str()));
         // The list sorts itself, so the code goes to the index it reports; -1 would set every item.
         if (index >= 0) SendMessageW(list, CB_SETITEMDATA, static_cast<WPARAM>(index), static_cast<LPARAM>(country.code));
     }
-    // The table ends here; the list keeps only names and codes.
 }
 
 // Taller items for touch screens; a factor of 1 or less keeps the list as it is.
@@ -138,13 +161,16 @@ std::int32_t askForCountry() {
     prompt.kind = kPromptKind;
     prompt.title = PleaseSelectCountry->localizedString();
     prompt.text = prompt.title;
+    prompt.choices = offeredCountries();
+    prompt.preselected = preselectedCode(prompt.choices);
     if (const auto answer = mirt5::DiagModule::takeAnswer(prompt, static_cast<int>(kNoChoiceCode),
                                                           static_cast<int>(kCancelledCode)))
         return *answer;
 
-    const INT_PTR result = DialogBoxParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_COUNTRY),
-                                           GetConsoleWindow(), countryDialogProc, 0);
-    return static_cast<std::int32_t>(result);
+    return mirt5::DiagModule::showOwnPrompt(prompt, [] {
+        return static_cast<int>(DialogBoxParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_COUNTRY),
+                                                GetConsoleWindow(), countryDialogProc, 0));
+    });
 }
 
 } // namespace qisrtvcard

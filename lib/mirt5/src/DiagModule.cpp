@@ -255,6 +255,18 @@ int DiagModule::createMessageBox(int type, const MirtString& text, const MirtStr
     return answer.code;
 }
 
+int DiagModule::showOwnPrompt(Prompt prompt, const std::function<int()>& show) {
+    {
+        std::lock_guard lock(g_run.mutex);
+        prompt.id = g_run.nextPromptId++;
+    }
+    Reporter& out = reporter();
+    out.promptOpened(prompt);
+    const int code = show();
+    out.promptAnswered(prompt, PromptAnswer{code, "dialog"});
+    return code;
+}
+
 std::optional<int> DiagModule::takeAnswer(Prompt prompt, int okCode, int cancelCode) {
     qis::String text;
     {

@@ -166,13 +166,20 @@ public:
                {"line", line}});
     }
     void promptOpened(const Prompt& prompt) override {
-        write({{"type", "prompt"},
-               {"id", prompt.id},
-               {"kind", prompt.kind.utf8()},
-               {"title", prompt.title.utf8()},
-               {"text", prompt.text.utf8()},
-               {"timeoutMs", prompt.timeoutMs},
-               {"answers", choices(prompt)}});
+        nlohmann::json j = {{"type", "prompt"},
+                            {"id", prompt.id},
+                            {"kind", prompt.kind.utf8()},
+                            {"title", prompt.title.utf8()},
+                            {"text", prompt.text.utf8()},
+                            {"timeoutMs", prompt.timeoutMs},
+                            {"answers", choices(prompt)}};
+        if (!prompt.choices.empty()) {
+            nlohmann::json list = nlohmann::json::array();
+            for (const auto& choice : prompt.choices) list.push_back({{"code", choice.code}, {"name", choice.name.utf8()}});
+            j["choices"] = std::move(list);
+        }
+        if (prompt.preselected) j["preselected"] = *prompt.preselected;
+        write(j);
     }
     void promptAnswered(const Prompt& prompt, const PromptAnswer& answer) override {
         write({{"type", "answer"},

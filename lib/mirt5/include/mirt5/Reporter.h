@@ -4,6 +4,7 @@
 #include <chrono>
 #include <map>
 #include <optional>
+#include <vector>
 
 #include "mirt5/DiagDevice.h"
 #include "mirt5/TestResult.h"
@@ -13,6 +14,12 @@ namespace mirt5 {
 
 enum class Severity { Warning, Error };
 
+// One entry of a prompt that offers a list (the country dialog): the code it answers and the name shown.
+struct PromptChoice {
+    int code = 0;
+    qis::String name;
+};
+
 struct Prompt {
     int id = 0;
     qis::String kind;                 // "messageBox"; a module's own prompt has its own kind
@@ -20,11 +27,13 @@ struct Prompt {
     qis::String title;
     qis::String text;
     unsigned long timeoutMs = 0;      // 0: no time-out
+    std::vector<PromptChoice> choices; // a list prompt's entries, in the order shown
+    std::optional<int> preselected;    // the code selected when the prompt opens
 };
 
 struct PromptAnswer {
     int code = 0;                     // MessageBox::Answer*, or what a module's own prompt returns
-    qis::String source;               // "answer", "host", "console", "timeout", "stop"
+    qis::String source;               // "answer", "host", "console", "timeout", "stop", "dialog"
 };
 
 using Variables = std::map<qis::String, qis::String>;
