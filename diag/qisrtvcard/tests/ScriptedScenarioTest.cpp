@@ -1,0 +1,163 @@
+// Scenarios that script what a driver does (values, faults by argument, stop requests) and the
+// journal a run writes, as a host sees them: the result, the protocol lines and the journal file.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+
+#include <nlohmann/json.hpp>
+
+#include "ModuleProcess.h"
+#include "tvsim/Scenario.h"
+
+namespace qisrtvcard::testing {
+namespace {
+
+using nlohmann::json;
+using ::testing::ElementsAreArray;
+
+json builtIn(const char* card) { return json::parse(*tvsim::builtInScenarioText(card)); }
+
+// The atsc card with nothing on the cable's Clear QAM carriers.
+json atscWithoutClearQam() {
+    json scenario = builtIn("atsc");
+    scenario["filters"]["tuner"]["receives"].erase("clearQam");
+    return scenario;
+}
+
+struct ScriptedRun {
+    Outcome outcome;
+    std::vector<json> host;    // the protocol's lines
+    std::vector<json> journal; // the journal's records
+
+    std::string result() const { return host.empty() ? "(no output)" : host.back().value("result", "(no result)"); }
+    std::vector<json> calls(const std::string& method) const {
+        std::vector<json> found;
+        std::copy_if(journal.begin(), journal.end(), std::back_inserter(found), [&](const json& r) { return r["method"] == method; });
+        return found;
+    }
+    std::vector<json> hostLines(const std::string& type) const {
+        std::vector<json> found;
+        std::copy_if(host.begin(), host.end(), std::back_inserter(found), [&](const json& l) { return l["type"] == type; });
+        return found;
+    }
+};
+
+ScriptedRun runScripted(const std::string& name, const json& scenario, const std::string& arguments) {
+    const auto scenarioFile = workDirectory() / (name + ".json");
+    const auto journalFile = workDirectory() / (name + ".jsonl");
+    std::ofstream(scenarioFile, std::ios::binary) << scenario.dump();
+    std::filesystem::remove(journalFile);
+    ScriptedRun run;
+    run.outcome = runModule("--json --sim \"" + scenarioFile.string() + "\" --journal \"" + journalFile.string() + "\" " + arguments);
+    run.host = jsonLines(run.outcome.out);
+    std::ifstream in(journalFile, std::ios::binary);
+    std::string journalText((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    run.journal = jsonLines(journalText);
+    return run;
+}
+
+TEST(Journal, AClearQamScanWithoutASignalTunes540RequestsOverTheDesignedWaits) {
+    const ScriptedRun run = runScripted("qam-none", atscWithoutClearQam(), "--test ClearQAMTest");
+    EXPECT_EQ(run.result(), "NOSIGNAL") << run.outcome.err;
+    const auto tunes = run.calls("put_TuneRequest");
+    ASSERT_EQ(tunes.size(), 540u);
+    EXPECT_EQ(tunes.front()["arguments"]["network"], "ATSC");
+    EXPECT_TRUE(tunes.front()["arguments"]["frequency"].is_number());
+    EXPECT_EQ(tunes.front()["result"], "S_OK");
+    EXPECT_GE(run.journal.back()["time"].get<long long>(), 1404000);
+    EXPECT_TRUE(std::is_sorted(run.journal.begin(), run.journal.end(),
+                               [](const json& a, const json& b) { return a["time"] < b["time"]; }));
+    const auto initialised = run.calls("CoInitializeEx");
+    ASSERT_FALSE(initialised.empty());
+    EXPECT_EQ(initialised.front()["object"], "COM");
+    EXPECT_EQ(initialised.front()["arguments"]["model"], "COINIT_APARTMENTTHREADED");
+    EXPECT_EQ(run.calls("CoUninitialize").size(), initialised.size());
+}
+
+TEST(Journal, IsRefusedWithoutTheVirtualSystemOrWhenItCannotBeCreated) {
+    const Outcome without = runModule("--test ClearQAMTest --journal j.jsonl");
+    EXPECT_EQ(without.code, 64u);
+    EXPECT_THAT(without.err, ::testing::HasSubstr("--journal needs --sim"));
+    const Outcome unwritable = runModule("--sim atsc --test ClearQAMTest --journal \"" + (workDirectory() / "no-such-folder" / "j.jsonl").string() + "\"");
+    EXPECT_EQ(unwritable.code, 64u);
+    EXPECT_THAT(unwritable.err, ::testing::HasSubstr("--journal: cannot create"));
+}
+
+struct StopCase {
+    const char* name;
+    json stop;
+    const char* result;
+    std::size_t tunes; // put_TuneRequest calls made before the scan gave up
+};
+
+class ScriptedStop : public ::testing::TestWithParam<StopCase> {};
+
+TEST_P(ScriptedStop, LandsAtItsPointOfTheScan) {
+    json scenario = atscWithoutClearQam();
+    scenario["stop"] = GetParam().stop;
+    const ScriptedRun run = runScripted(std::string("stop-") + GetParam().name, scenario, "--test ClearQAMTest");
+    EXPECT_EQ(run.result(), GetParam().result) << run.outcome.err;
+    EXPECT_EQ(run.calls("put_TuneRequest").size(), GetParam().tunes);
+}
+
+INSTANTIATE_TEST_SUITE_P(ClearQam, ScriptedStop,
+                         ::testing::Values(StopCase{"FifthTune", {{"method", "put_TuneRequest"}, {"call", 5}}, "USERABORTED", 5},
+                                           StopCase{"FirstRun", {{"object", "FilterGraph"}, {"method", "Run"}}, "USERABORTED", 1},
+                                           // Tunes come every 2.6 s from 1.1 s; the 24th would be at 60.9 s.
+                                           StopCase{"AtAMinute", {{"atMs", 60000}}, "USERABORTED", 23}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+// An FM band with no station of its own, where the scenario scripts what the tuner reports.
+struct FmCase {
+    const char* name;
+    json values;   // SignalPresent, call by call
+    json faults;
+    const char* result;
+    std::vector<long> tuned; // put_Channel's channel arguments, in order
+};
+
+class ScriptedFmTuner : public ::testing::TestWithParam<FmCase> {};
+
+TEST_P(ScriptedFmTuner, OnlyASignalOfExactlyOneEndsTheScan) {
+    json scenario = builtIn("hybrid");
+    scenario["values"] = json::array({{{"method", "SignalPresent"}, {"values", GetParam().values}}});
+    scenario["faults"] = GetParam().faults;
+    const ScriptedRun run = runScripted(std::string("fm-") + GetParam().name, scenario,
+                                        "--test FMRadioTest --param StopOnSignal=true --param ChecksPerChannel=3 "
+                                        "--param FMRadioStartChannel=89.0 --param FMRadioEndChannel=89.8");
+    EXPECT_EQ(run.result(), GetParam().result) << run.outcome.err;
+    std::vector<long> tuned;
+    for (const auto& call : run.calls("put_Channel")) tuned.push_back(call["arguments"]["channel"].get<long>());
+    EXPECT_EQ(tuned, GetParam().tuned);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Values, ScriptedFmTuner,
+    ::testing::Values(FmCase{"NoStrengthAndOddValuesAreNoSignal", {0, -1, 2, 1}, json::array(), "PASS", {89000000, 89200000, 89400000, 89600000}},
+                      FmCase{"NoSignalAnywhereScansTheBand", {-1, -1, -1, -1, -1}, json::array(), "NOSIGNAL",
+                             {89000000, 89200000, 89400000, 89600000, 89800000}},
+                      // The refused frequency asks for no signal, so the second value answers 89.4.
+                      FmCase{"ARefusedFrequencyIsSkipped", {0, 1},
+                             json::array({{{"object", "*"}, {"method", "put_Channel"}, {"arguments", {{"channel", 89200000}}}}}), "PASS",
+                             {89000000, 89200000, 89400000}}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(CountryPrompt, ListsTheCountriesTheTunerSupportsInTheListsOrderWithThePreselectedOne) {
+    const ScriptedRun run = runScripted("dvbt-countries", builtIn("dvbt"),
+                                        "--test DigitalTVSignalTest --param MsgBoxTimeout=30 --param CheckTVCable=true "
+                                        "--param DigitalStartChannel=2 --param DigitalEndChannel=69 "
+                                        "--param UseMinorChannelTechnique=false --answer 49");
+    EXPECT_EQ(run.result(), "PASS") << run.outcome.err;
+    const auto prompts = run.hostLines("prompt");
+    ASSERT_EQ(prompts.size(), 1u);
+    EXPECT_EQ(prompts[0]["kind"], "countryDialog");
+    std::vector<std::string> names;
+    for (const auto& choice : prompts[0]["choices"]) names.push_back(choice["name"].get<std::string>() + "=" + choice["code"].dump());
+    EXPECT_THAT(names, ElementsAreArray({"Germany (Deutschland)=49", "Netherlands (Nederland)=31", "United Kingdom=44"}));
+    EXPECT_FALSE(prompts[0].contains("preselected")) << "the USA is not among them";
+}
+
+} // namespace
+} // namespace qisrtvcard::testing
