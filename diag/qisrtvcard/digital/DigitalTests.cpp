@@ -41,7 +41,9 @@ bool confirmOcurWarning() {
     prompt.title = caption;
     prompt.text = text;
     if (const auto answer = DiagModule::takeAnswer(prompt, IDOK, IDCANCEL)) return *answer == IDOK;
-    return MessageBoxW(nullptr, text.wide().c_str(), caption.wide().c_str(), MB_OKCANCEL) == IDOK;
+    return DiagModule::showOwnPrompt(prompt, [&] {
+               return MessageBoxW(nullptr, text.wide().c_str(), caption.wide().c_str(), MB_OKCANCEL);
+           }) == IDOK;
 }
 
 } // namespace

@@ -12,6 +12,20 @@ namespace {
 const ToolhelpApi kSimulatedProcesses = {tvsim::createProcessSnapshot, tvsim::firstProcess, tvsim::nextProcess,
                                          tvsim::closeProcessSnapshot};
 
+// A prompt in the journal: "open" with what it shows, "answer" with what answered it.
+tvsim::Call promptCall(const mirt5::Prompt& prompt, const mirt5::PromptAnswer* answer) {
+    tvsim::Arguments arguments;
+    arguments.with("id", prompt.id);
+    if (answer) {
+        arguments.with("code", answer->code).with("source", answer->source);
+        return tvsim::makeCall(prompt.kind, "answer", arguments, S_OK, false);
+    }
+    arguments.with("type", prompt.type).with("option", prompt.option).with("lookAndFeel", prompt.lookAndFeel);
+    arguments.with("timeoutMs", static_cast<long long>(prompt.timeoutMs)).with("title", prompt.title).with("text", prompt.text);
+    if (!prompt.choices.empty()) arguments.with("choices", static_cast<long long>(prompt.choices.size()));
+    return tvsim::makeCall(prompt.kind, "open", arguments, S_OK, false);
+}
+
 // Everything the simulated system replaces, put back in reverse order when the run is over.
 class Installation {
 public:
@@ -23,8 +37,12 @@ public:
           uninitializer_(tunekit::setComUninitializer(tvsim::uninitializeCom)),
           toolhelp_(setToolhelp(&kSimulatedProcesses)) {
         if (journalFile_) simulation_.journal().addObserver([file = journalFile_.get()](const tvsim::Call& call) { file->write(call); });
+        promptWatcher_ = mirt5::DiagModule::setPromptWatcher([this](const mirt5::Prompt& prompt, const mirt5::PromptAnswer* answer) {
+            simulation_.journal().record(promptCall(prompt, answer));
+        });
     }
     ~Installation() {
+        mirt5::DiagModule::setPromptWatcher(std::move(promptWatcher_));
         setToolhelp(toolhelp_);
         tunekit::setComUninitializer(uninitializer_);
         tunekit::setComInitializer(initializer_);
@@ -50,6 +68,7 @@ private:
     ComFactory factory_;
     tunekit::ComInitializer initializer_;
     tunekit::ComUninitializer uninitializer_;
+    mirt5::DiagModule::PromptWatcher promptWatcher_;
     const ToolhelpApi* toolhelp_;
 };
 

@@ -157,6 +157,15 @@ TEST(CountryPrompt, ListsTheCountriesTheTunerSupportsInTheListsOrderWithThePrese
     for (const auto& choice : prompts[0]["choices"]) names.push_back(choice["name"].get<std::string>() + "=" + choice["code"].dump());
     EXPECT_THAT(names, ElementsAreArray({"Germany (Deutschland)=49", "Netherlands (Nederland)=31", "United Kingdom=44"}));
     EXPECT_FALSE(prompts[0].contains("preselected")) << "the USA is not among them";
+    // The journal shows the prompt where it happened among the calls.
+    const auto opened = run.calls("open");
+    const auto answered = run.calls("answer");
+    ASSERT_EQ(opened.size(), 1u);
+    ASSERT_EQ(answered.size(), 1u);
+    EXPECT_EQ(opened[0]["object"], "countryDialog");
+    EXPECT_EQ(opened[0]["arguments"]["choices"], 3);
+    EXPECT_EQ(answered[0]["arguments"]["code"], 49);
+    EXPECT_EQ(answered[0]["arguments"]["source"], "answer");
 }
 
 } // namespace

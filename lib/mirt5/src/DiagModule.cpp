@@ -44,11 +44,22 @@ struct RunContext {
 
 RunContext g_run;
 Reporter g_nobody;
+DiagModule::PromptWatcher g_promptWatcher;
 std::atomic<bool> g_stopRequested{false};
 
 Reporter& reporter() {
     std::lock_guard lock(g_run.mutex);
     return g_run.reporter ? *g_run.reporter : g_nobody;
+}
+
+void promptOpened(const Prompt& prompt) {
+    reporter().promptOpened(prompt);
+    if (g_promptWatcher) g_promptWatcher(prompt, nullptr);
+}
+
+void promptAnswered(const Prompt& prompt, const PromptAnswer& answer) {
+    reporter().promptAnswered(prompt, answer);
+    if (g_promptWatcher) g_promptWatcher(prompt, &answer);
 }
 
 void raise(Severity severity, Event* event, const char* sourceFile, int line) {
@@ -225,8 +236,8 @@ void DiagModule::requestStop() { g_stopRequested = true; }
 void DiagModule::warning(Event* event, const char* sourceFile, int line) { raise(Severity::Warning, event, sourceFile, line); }
 void DiagModule::error(Event* event, const char* sourceFile, int line) { raise(Severity::Error, event, sourceFile, line); }
 
-int DiagModule::createMessageBox(int type, const MirtString& text, const MirtString& title, int /*option*/,
-                                 int /*lookAndFeel*/, const DiagDevice* /*device*/, MessageBox::Callback callback,
+int DiagModule::createMessageBox(int type, const MirtString& text, const MirtString& title, int option,
+                                 int lookAndFeel, const DiagDevice* /*device*/, MessageBox::Callback callback,
                                  void* callbackData, unsigned long timeoutMs, unsigned long pollIntervalMs,
                                  bool timeoutEnabled) {
     Prompt prompt;
@@ -246,13 +257,19 @@ int DiagModule::createMessageBox(int type, const MirtString& text, const MirtStr
     prompt.title = title;
     prompt.text = text;
     prompt.timeoutMs = timeoutEnabled ? timeoutMs : 0;
+    prompt.option = option;
+    prompt.lookAndFeel = lookAndFeel;
 
-    Reporter& out = reporter();
-    out.promptOpened(prompt);
+    promptOpened(prompt);
     answers::Wait wait{prompt, input, callback, callbackData, pollIntervalMs, [] { return checkForStop(); }};
     const PromptAnswer answer = preAnswer ? answers::fromText(*preAnswer, "answer") : answers::await(wait);
-    out.promptAnswered(prompt, answer);
+    promptAnswered(prompt, answer);
     return answer.code;
+}
+
+DiagModule::PromptWatcher DiagModule::setPromptWatcher(PromptWatcher watcher) {
+    std::swap(g_promptWatcher, watcher);
+    return watcher;
 }
 
 int DiagModule::showOwnPrompt(Prompt prompt, const std::function<int()>& show) {
@@ -260,10 +277,9 @@ int DiagModule::showOwnPrompt(Prompt prompt, const std::function<int()>& show) {
         std::lock_guard lock(g_run.mutex);
         prompt.id = g_run.nextPromptId++;
     }
-    Reporter& out = reporter();
-    out.promptOpened(prompt);
+    promptOpened(prompt);
     const int code = show();
-    out.promptAnswered(prompt, PromptAnswer{code, "dialog"});
+    promptAnswered(prompt, PromptAnswer{code, "dialog"});
     return code;
 }
 
@@ -284,9 +300,8 @@ std::optional<int> DiagModule::takeAnswer(Prompt prompt, int okCode, int cancelC
         code = number;
     else if (answers::codeOf(text) == MessageBox::AnswerOk)
         code = okCode;
-    Reporter& out = reporter();
-    out.promptOpened(prompt);
-    out.promptAnswered(prompt, PromptAnswer{code, "answer"});
+    promptOpened(prompt);
+    promptAnswered(prompt, PromptAnswer{code, "answer"});
     return code;
 }
 

@@ -131,6 +131,11 @@ public:
     // The same prompt when nothing answered it in advance: reports it opened, runs `show` (the
     // module's dialog) and reports the code it gives as answered at the dialog.
     static int showOwnPrompt(Prompt prompt, const std::function<int()>& show);
+
+    // Called with every prompt as it opens (no answer) and as it is answered, besides the
+    // run's reporter; for the simulated system's journal. Returns the one set before.
+    using PromptWatcher = std::function<void(const Prompt&, const PromptAnswer*)>;
+    static PromptWatcher setPromptWatcher(PromptWatcher watcher);
 };
 
 } // namespace mirt5

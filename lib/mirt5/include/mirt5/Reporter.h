@@ -29,6 +29,8 @@ struct Prompt {
     unsigned long timeoutMs = 0;      // 0: no time-out
     std::vector<PromptChoice> choices; // a list prompt's entries, in the order shown
     std::optional<int> preselected;    // the code selected when the prompt opens
+    int option = 0;                    // a message box's option and look and feel, as the module gave them
+    int lookAndFeel = 0;
 };
 
 struct PromptAnswer {
