@@ -4,7 +4,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <tuple>
 #include <utility>
 
 #include "AviFile.h"
@@ -31,23 +30,22 @@ public:
             if (type.major == MEDIATYPE_Video && type.format.size() >= sizeof(VIDEOINFOHEADER)) {
                 VIDEOINFOHEADER header;
                 std::memcpy(&header, type.format.data(), sizeof(header));
-                stream.bitmap = header.bmiHeader;
+                stream.width = header.bmiHeader.biWidth;
+                stream.height = header.bmiHeader.biHeight;
                 stream.frameTime = header.AvgTimePerFrame;
+                // The subtype decides how the frames are laid out; the file's header is made to agree.
                 stream.layout = type.subtype == MEDIASUBTYPE_UYVY    ? PixelLayout::Uyvy
                                 : type.subtype == MEDIASUBTYPE_RGB24 ? PixelLayout::Rgb24
                                 : type.subtype == MEDIASUBTYPE_RGB32 ? PixelLayout::Rgb32
                                                                      : PixelLayout::Yuy2;
-                // The subtype decides how the frames are laid out; the header is made to agree.
-                static const std::pair<WORD, DWORD> kBits[] = {{16, MAKEFOURCC('Y', 'U', 'Y', '2')},
-                                                               {16, MAKEFOURCC('U', 'Y', 'V', 'Y')}, {24, BI_RGB}, {32, BI_RGB}};
-                std::tie(stream.bitmap.biBitCount, stream.bitmap.biCompression) = kBits[static_cast<int>(stream.layout)];
-                const LONG height = stream.bitmap.biHeight < 0 ? -stream.bitmap.biHeight : stream.bitmap.biHeight;
-                if (stream.bitmap.biWidth <= 0 || stream.bitmap.biWidth > 8192 || height == 0 || height > 8192) continue;
                 const PictureSource* source = upstreamPicture(*pin);
                 stream.picture = source && source->hasPicture();
             } else if (type.major == MEDIATYPE_Audio && type.format.size() >= sizeof(PCMWAVEFORMAT)) {
                 stream.video = false;
-                std::memcpy(&stream.wave, type.format.data(), sizeof(PCMWAVEFORMAT));
+                PCMWAVEFORMAT wave;
+                std::memcpy(&wave, type.format.data(), sizeof(wave));
+                stream.audio = {wave.wf.wFormatTag, wave.wf.nChannels, wave.wf.nSamplesPerSec, wave.wf.nAvgBytesPerSec,
+                                wave.wf.nBlockAlign, wave.wBitsPerSample};
             } else {
                 continue;
             }

@@ -9,15 +9,9 @@
 #include <string>
 
 #include "qis/String.h"
+#include "tvsim/ColourBars.h"
 
 namespace tvsim {
-
-// The seven bars at 75 %, left to right, as red, green, blue.
-struct BarColour {
-    unsigned char r, g, b;
-};
-inline constexpr BarColour kColourBars[7] = {{191, 191, 191}, {191, 191, 0}, {0, 191, 191}, {0, 191, 0},
-                                             {191, 0, 191},   {191, 0, 0},   {0, 0, 191}};
 
 struct Picture {
     bool signal = false;
