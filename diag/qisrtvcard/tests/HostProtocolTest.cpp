@@ -141,20 +141,33 @@ TEST(Catalogue, JsonListingIsTheCatalogueExactlyAsRegistered) {
         EXPECT_EQ(catalogue["tests"][i], expected) << i;
     }
 
-    std::vector<std::string> parameters;
+    // Parameters, events and strings in order, with their types and English texts.
+    std::vector<std::string> parameters, events, strings;
     for (const auto& p : catalogue["parameters"]) {
-        parameters.push_back(p["name"]);
+        parameters.push_back(p["name"].get<std::string>() + ":" + p["type"].get<std::string>());
         EXPECT_EQ(p["default"], "");
         EXPECT_EQ(p["moduleWide"], p["name"] == "TouchscreenFactor");
         EXPECT_EQ(p["listed"], true);
     }
-    EXPECT_EQ(parameters.size(), 15u);
-    EXPECT_EQ(catalogue["parameters"][14], json::parse(R"({"name": "TouchscreenFactor", "type": "DOUBLE",
-                                                          "default": "", "moduleWide": true, "listed": true})"));
-    EXPECT_EQ(catalogue["events"].size(), 11u);
-    EXPECT_EQ(catalogue["events"][8]["key"], "InfoSignalDetected");
-    EXPECT_EQ(catalogue["localizedStrings"].size(), 11u);
-    EXPECT_EQ(catalogue["localizedStrings"][10]["key"], "ErrorRunFailed");
+    EXPECT_THAT(parameters, ElementsAre("TVStartChannel:UINT32", "TVEndChannel:UINT32", "FMRadioStartChannel:DOUBLE",
+                                        "FMRadioEndChannel:DOUBLE", "MsgBoxTimeout:UINT32", "CheckTVCable:BOOLEAN",
+                                        "StopOnSignal:BOOLEAN", "ChecksPerChannel:UINT32", "SignalType:STRING",
+                                        "DigitalStartChannel:UINT32", "DigitalEndChannel:UINT32", "AskCountryCode1:BOOLEAN",
+                                        "AskCountryCode2:BOOLEAN", "UseMinorChannelTechnique:BOOLEAN", "TouchscreenFactor:DOUBLE"));
+    for (auto [list, keys] : {std::pair{"events", &events}, {"localizedStrings", &strings}})
+        for (const auto& m : catalogue[list]) {
+            keys->push_back(m["key"]);
+            EXPECT_NE(m["text"].get<std::string>().front(), '[') << "no English text for " << m["key"];
+        }
+    EXPECT_THAT(events, ElementsAre("WarningWindowSetupProblem", "WarningDeviceNotFound",
+                                    "WarningHardwareDoesNotSupportAnalogTVCapture", "ErrorCreatingFilterGraph",
+                                    "ErrorRenderingVideoStream", "ErrorNoSignalDetected", "ErrorNoSignal",
+                                    "ErrorNoSignalWithTip", "InfoSignalDetected", "MediaCenterIsRunning", "ErrorNoSignalQC"));
+    EXPECT_THAT(strings, ElementsAre("CheckCableConnectedMessage", "CheckCableConnectedTitle", "TestingChannel",
+                                     "DefaultName", "PleaseSelectCountry", "OKButton", "CaptureToFileTitle",
+                                     "CaptureToScreenTitle", "OCURWarningMessage", "DigitalSignalTestWndTitle",
+                                     "ErrorRunFailed"));
+    EXPECT_THAT(catalogue["events"][5]["text"].get<std::string>(), HasSubstr("channels {startchannel} to {endchannel}."));
 }
 
 TEST(Catalogue, TestsOfferedDependOnVendorRulesQamPropertyAndCapabilities) {
@@ -453,24 +466,16 @@ INSTANTIATE_TEST_SUITE_P(
         BadInput{"--test FMRadioTest --device @all --param Bogus=1", "Bogus"},
         BadInput{"--test FMRadioTest --device @all --param TVStartChannel=2", "does not belong"},
         BadInput{"--test FMRadioTest --device @all --param StopOnSignal=true", "ChecksPerChannel"},
-        BadInput{"--test FMRadioTest --device @all --param StopOnSignal=maybe --param ChecksPerChannel=1 "
-                 "--param FMRadioStartChannel=88 --param FMRadioEndChannel=108", "\"maybe\""},
-        BadInput{"--test FMRadioTest --device @all --param StopOnSignal=1 --param ChecksPerChannel=abc "
-                 "--param FMRadioStartChannel=88 --param FMRadioEndChannel=108", "ChecksPerChannel"},
-        BadInput{"--test FMRadioTest --device @all --param StopOnSignal=1 --param ChecksPerChannel=-1 "
-                 "--param FMRadioStartChannel=88 --param FMRadioEndChannel=108", "\"-1\""},
-        BadInput{"--test FMRadioTest --device @all --param StopOnSignal=1 --param ChecksPerChannel=4294967296 "
-                 "--param FMRadioStartChannel=88 --param FMRadioEndChannel=108", "4294967296"},
-        BadInput{"--test FMRadioTest --device @all --param StopOnSignal=1 --param ChecksPerChannel= "
-                 "--param FMRadioStartChannel=88 --param FMRadioEndChannel=108", "empty value"},
-        BadInput{"--test FMRadioTest --device @all --param StopOnSignal=1 --param ChecksPerChannel=1 "
-                 "--param FMRadioStartChannel=1.2.3 --param FMRadioEndChannel=108", "1.2.3"},
-        BadInput{"--test FMRadioTest --device @all --param StopOnSignal=1 --param ChecksPerChannel=1 "
-                 "--param FMRadioStartChannel=nan --param FMRadioEndChannel=108", "nan"},
-        BadInput{"--test FMRadioTest --device @all --param StopOnSignal=1 --param ChecksPerChannel=1 "
-                 "--param FMRadioStartChannel=88 --param FMRadioEndChannel=inf", "inf"},
+        BadInput{"--sim --test FMRadioTest --param StopOnSignal=maybe", "\"maybe\""},
+        BadInput{"--sim --test FMRadioTest --param ChecksPerChannel=abc", "ChecksPerChannel"},
+        BadInput{"--sim --test FMRadioTest --param ChecksPerChannel=-1", "\"-1\""},
+        BadInput{"--sim --test FMRadioTest --param ChecksPerChannel=4294967296", "4294967296"},
+        BadInput{"--sim --test FMRadioTest --param ChecksPerChannel=", "empty value"},
+        BadInput{"--sim --test FMRadioTest --param FMRadioStartChannel=1.2.3 --param FMRadioEndChannel=108", "1.2.3"},
+        BadInput{"--sim --test FMRadioTest --param FMRadioStartChannel=nan --param FMRadioEndChannel=108", "nan"},
+        BadInput{"--sim --test FMRadioTest --param FMRadioStartChannel=88 --param FMRadioEndChannel=inf", "inf"},
         BadInput{"--test FMRadioTest --device @all --param StopOnSignal", "NAME=VALUE"},
-        BadInput{"--test FMRadioTest --device @all --answer perhaps --param StopOnSignal=1 --param ChecksPerChannel=1 "
+        BadInput{"--sim --test FMRadioTest --answer perhaps --param StopOnSignal=1 --param ChecksPerChannel=1 "
                  "--param FMRadioStartChannel=88 --param FMRadioEndChannel=108", "perhaps"},
         BadInput{"--list --log-level 9", "--log-level"},
         BadInput{"--list --log-dir no-such-directory", "no-such-directory"},
