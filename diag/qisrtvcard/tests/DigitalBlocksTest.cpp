@@ -325,7 +325,6 @@ protected:
         ITuner* tuner = tunerInterface_.get();
         ASSERT_TRUE(tuneToATSCChannel(&spacePointer, &tuner, TunerInputAntenna, physicalChannel));
     }
-    bool present() { return isSignalPresent(false, tunerInterface_.get(), tuner_.get()); }
     void release() override {
         tunerInterface_.reset();
         DigitalGraph::release();
@@ -334,54 +333,48 @@ protected:
     ComPtr<ITuner> tunerInterface_;
 };
 
-TEST_F(SignalDetection, TheTopologyNodeNeedsPresenceLockAndQualityAboveFifty) {
-    load(statisticsCard("topology", R"({"locked": true, "present": true, "quality": 50})"));
-    tune();
-    EXPECT_FALSE(getSignalStrength(tuner_.get()));
-    load(statisticsCard("topology", R"({"locked": true, "present": true, "quality": 51})"));
-    tune();
-    testing::LogLines log;
-    EXPECT_TRUE(present());
-    EXPECT_THAT(log.lines(), ElementsAre("ERROR: IBaseFilter::QueryInterface(IBDA_SignalStatistics) is not working.",
-                                         "Trying new topology method", "Querying for topology on tuner device", "Getting nodes types",
-                                         "Getting node interfaces", "Getting node interfaces", "Checking for IID_IBDA_SignalStatistics",
-                                         "Checking for control node", "Querying for the sig stats from the topo node", "Topo sig qual: 51",
-                                         "Topo sig lock: 1", "Topo sig present: 1", "Topo sig strength: 80", "Topo sample time: 100",
-                                         "Checking if topo signal is present", "Found a valid signal"));
-    load(statisticsCard("topology", R"({"locked": true, "present": false, "quality": 90})"));
-    tune();
-    EXPECT_FALSE(present()) << "lock without presence";
-}
-
-TEST_F(SignalDetection, StatisticsOnTheFilterAnswerPresenceAlone) {
-    load(statisticsCard("filter", R"({"locked": false, "present": true, "quality": 10})"));
-    tune();
-    EXPECT_TRUE(present());
-    tune(8);
-    EXPECT_FALSE(present()) << "a channel the tuner does not receive";
-}
-
-TEST_F(SignalDetection, TheMinorChannelTechniqueAsksTheProvidersRequest) {
-    load(statisticsCard("filter", R"({"locked": true, "present": true, "quality": 90})"));
-    tune();
-    testing::Probe probe;
-    probe.parameters = {{"UseMinorChannelTechnique", "true"}};
-    ITuner* tuner = tunerInterface_.get();
-    IBaseFilter* filter = tuner_.get();
-    bool locked = false, unlocked = true, ignored = true;
-    probe.run([&](const mirt5::DiagDevice&) {
-        locked = isSignalPresent(true, tuner, filter);
-        ignored = isSignalPresent(false, tuner, filter); // not allowed: the statistics decide
-        return mirt5::TestResult::PASS();
-    });
-    EXPECT_TRUE(locked);
-    EXPECT_TRUE(ignored);
-    tune(8);
-    probe.run([&](const mirt5::DiagDevice&) {
-        unlocked = isSignalPresent(true, tuner, filter);
-        return mirt5::TestResult::PASS();
-    });
-    EXPECT_FALSE(unlocked) << "the minor channel reads back -1";
+// Presence on a tuned channel: statistics on the filter answer presence alone, the topology
+// node's need presence, lock and quality above fifty; with the minor channel technique allowed,
+// the provider's request decides (its minor channel reads back -1 where nothing is received).
+TEST_F(SignalDetection, WhereTheStatisticsAreDecidesWhatCounts) {
+    const char* locked90 = R"({"locked": true, "present": true, "quality": 90})";
+    const char* present10 = R"({"locked": false, "present": true, "quality": 10})";
+    const struct {
+        const char* where;
+        const char* statistics;
+        long channel;
+        bool technique, ask, present;
+    } cases[] = {
+        {"topology", R"({"locked": true, "present": true, "quality": 50})", 7, false, false, false},
+        {"topology", R"({"locked": true, "present": true, "quality": 51})", 7, false, false, true},
+        {"topology", R"({"locked": true, "present": false, "quality": 90})", 7, false, false, false}, // lock without presence
+        {"filter", present10, 7, false, false, true},
+        {"filter", present10, 8, false, false, false}, // a channel the tuner does not receive
+        {"filter", locked90, 7, true, true, true},
+        {"filter", locked90, 7, true, false, true}, // the technique not asked for: the statistics decide
+        {"filter", locked90, 8, true, true, false},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.where) + " " + c.statistics + " on " + std::to_string(c.channel));
+        load(statisticsCard(c.where, c.statistics));
+        tune(c.channel);
+        testing::Probe probe;
+        probe.parameters = {{"UseMinorChannelTechnique", c.technique ? "true" : "false"}};
+        testing::LogLines log;
+        bool present = !c.present;
+        probe.run([&](const mirt5::DiagDevice&) {
+            present = isSignalPresent(c.ask, tunerInterface_.get(), tuner_.get());
+            return mirt5::TestResult::PASS();
+        });
+        EXPECT_EQ(present, c.present);
+        if (std::string(c.statistics).find("51") != std::string::npos)
+            EXPECT_THAT(log.lines(), ElementsAre("ERROR: IBaseFilter::QueryInterface(IBDA_SignalStatistics) is not working.",
+                                                 "Trying new topology method", "Querying for topology on tuner device", "Getting nodes types",
+                                                 "Getting node interfaces", "Getting node interfaces", "Checking for IID_IBDA_SignalStatistics",
+                                                 "Checking for control node", "Querying for the sig stats from the topo node", "Topo sig qual: 51",
+                                                 "Topo sig lock: 1", "Topo sig present: 1", "Topo sig strength: 80", "Topo sample time: 100",
+                                                 "Checking if topo signal is present", "Found a valid signal"));
+    }
 }
 
 // ---- the sample grabber's stream -------------------------------------------------------------
