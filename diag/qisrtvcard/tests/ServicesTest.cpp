@@ -17,32 +17,12 @@
 #include "mirt5/RecordingReporter.h"
 #include "qis/ErrorStream.h"
 #include "qis/Exception.h"
-#include "qis/Locale.h"
 #include "qis/System.h"
 
 namespace qisrtvcard {
 namespace {
 
 using mirt5::DiagModule;
-
-// ---- language to country ------------------------------------------------------------------
-
-class CountryFromLanguage : public ::testing::TestWithParam<std::pair<const char*, long>> {
-protected:
-    void TearDown() override { qis::QISLocale::setGlobalLocale(qis::QISLocale("en")); }
-};
-
-TEST_P(CountryFromLanguage, MapsTheUserInterfaceLanguage) {
-    qis::QISLocale::setGlobalLocale(qis::QISLocale(GetParam().first));
-    EXPECT_EQ(languageCountryCode(), GetParam().second) << GetParam().first;
-}
-
-INSTANTIATE_TEST_SUITE_P(Table, CountryFromLanguage,
-                         ::testing::Values(std::pair{"en", 1L}, std::pair{"en-GB", 1L}, std::pair{"de-DE", 49L},
-                                           std::pair{"zh-cn", 86L}, std::pair{"zh-tw", 852L},
-                                           // The region's case matters: only the lower-case tag is listed.
-                                           std::pair{"zh-TW", 1L}, std::pair{"zh", 1L}, std::pair{"pt-BR", 351L},
-                                           std::pair{"tr", 90L}, std::pair{"sv", 46L}, std::pair{"xx", 1L}));
 
 // ---- the cable-check prompt --------------------------------------------------------------
 
