@@ -400,26 +400,7 @@ TEST(Console, AnEventWithoutItsVariableShowsTheTextWithoutIt) {
 struct BadInput {
     const char* arguments;
     const char* says;
-};
-
-// Device and scenario files that cannot be used, by name.
-const std::map<std::string, std::string> kBadFiles = {
-    {"dev-name", R"({"name": 5})"},
-    {"dev-array", "[1, 2]"},
-    {"dev-props", R"({"name": "x", "properties": []})"},
-    {"dev-cap", R"({"name": "x", "capabilities": [7]})"},
-    {"dev-propval", R"({"name": "x", "properties": {"A": 1}})"},
-    {"empty", ""},
-    {"sc-kind", R"({"device": {"name": "x"}, "filters": {"f": {"kind": "warpDrive"}}})"},
-    {"sc-device", R"({"device": 3})"},
-    {"sc-fault", R"({"device": {"name": "x"}, "faults": [{"object": "a", "method": "b", "result": "E_NOPE"}]})"},
-    {"sc-dupspace", R"({"device": {"name": "x"}, "tuningSpaces": [{"uniqueName": "A", "kind": "ATSC"}, {"uniqueName": "A", "kind": "ATSC"}]})"},
-    {"sc-map", R"({"device": {"name": "x"}, "frequencyMaps": {"de": [1]}})"},
-    {"sc-filterref", R"({"device": {"name": "x"}, "categories": {"BDANetworkTuner": [{"filter": "nope"}]}})"},
-    {"sc-guard", R"({"device": {"name": "x"}, "filters": {"t": {"kind": "bdaTuner", "receives": {"dvbt": [{"frequency": 1, "guard": "1/3"}]}}}})"},
-    {"sc-truncated", R"({"device": {"name": "x"}, "filters": {)"},
-    {"dev-bignum", R"({"name": "x", "size": 2.9e40288})"},
-    {"sc-bignum", R"({"device": {"name": "x"}, "processes": [1e999]})"},
+    const char* file = nullptr; // the text of a device or scenario file that "@file" names
 };
 
 class BadCommandLine : public ::testing::TestWithParam<BadInput> {};
@@ -438,12 +419,7 @@ TEST_P(BadCommandLine, OneLineNamingTheFaultAndUsageExitCode) {
     for (auto [marker, value] : {std::pair{"@all", all}, {"@excluded", excluded}, {"@malformed", malformed},
                                  {"@unknowncap", unknownCapability}, {"@written", "\"" + written.string() + "\""}})
         if (const auto at = arguments.find(marker); at != std::string::npos) arguments.replace(at, strlen(marker), value);
-    // "@file:NAME" stands for a file of that name holding the text of kBadFiles.
-    if (const auto at = arguments.find("@file:"); at != std::string::npos) {
-        const auto end = arguments.find(' ', at);
-        const std::string name = arguments.substr(at + 6, end == std::string::npos ? std::string::npos : end - at - 6);
-        arguments.replace(at, 6 + name.size(), deviceFile(name, kBadFiles.at(name)));
-    }
+    if (const auto at = arguments.find("@file"); at != std::string::npos) arguments.replace(at, 5, deviceFile("bad", GetParam().file));
 
     const Outcome outcome = runModule(arguments);
     EXPECT_EQ(outcome.code, 64u) << arguments;
@@ -482,22 +458,27 @@ INSTANTIATE_TEST_SUITE_P(
         BadInput{"--list --test FMRadioTest", "--list"},
         BadInput{"--sim no-such-scenario.json --list", "no-such-scenario.json"},
         BadInput{"--realtime --list", "--realtime needs --sim"},
-        BadInput{"--device @file:dev-name --list", "/name: expected a string"},
-        BadInput{"--device @file:dev-array --list", "expected a JSON object"},
-        BadInput{"--device @file:dev-props --list", "/properties: expected an object"},
-        BadInput{"--device @file:dev-cap --list", "/capabilities/0: expected a string"},
-        BadInput{"--device @file:dev-propval --list", "/properties/A: expected a string"},
-        BadInput{"--device @file:empty --list", "line 1, column 1"},
-        BadInput{"--sim @file:sc-kind --list", "/filters/f/kind: unknown filter kind"},
-        BadInput{"--sim @file:sc-device --list", "/device: expected an object"},
-        BadInput{"--sim @file:sc-fault --list", "/faults/0/result"},
-        BadInput{"--sim @file:sc-dupspace --list", "/tuningSpaces/1/uniqueName"},
-        BadInput{"--sim @file:sc-map --list", "/frequencyMaps/de"},
-        BadInput{"--sim @file:sc-filterref --list", "/categories/BDANetworkTuner/0/filter"},
-        BadInput{"--sim @file:sc-guard --list", "/filters/t/receives/dvbt/0/guard"},
-        BadInput{"--sim @file:sc-truncated --list", "sc-truncated"},
-        BadInput{"--device @file:dev-bignum --list", "number overflow"},
-        BadInput{"--sim @file:sc-bignum --list", "number overflow"},
+        BadInput{"--device @file --list", "/name: expected a string", R"({"name": 5})"},
+        BadInput{"--device @file --list", "expected a JSON object", "[1, 2]"},
+        BadInput{"--device @file --list", "/properties: expected an object", R"({"name": "x", "properties": []})"},
+        BadInput{"--device @file --list", "/capabilities/0: expected a string", R"({"name": "x", "capabilities": [7]})"},
+        BadInput{"--device @file --list", "/properties/A: expected a string", R"({"name": "x", "properties": {"A": 1}})"},
+        BadInput{"--device @file --list", "line 1, column 1", ""},
+        BadInput{"--sim @file --list", "/filters/f/kind: unknown filter kind",
+                 R"({"device": {"name": "x"}, "filters": {"f": {"kind": "warpDrive"}}})"},
+        BadInput{"--sim @file --list", "/device: expected an object", R"({"device": 3})"},
+        BadInput{"--sim @file --list", "/faults/0/result",
+                 R"({"device": {"name": "x"}, "faults": [{"object": "a", "method": "b", "result": "E_NOPE"}]})"},
+        BadInput{"--sim @file --list", "/tuningSpaces/1/uniqueName",
+                 R"({"device": {"name": "x"}, "tuningSpaces": [{"uniqueName": "A", "kind": "ATSC"}, {"uniqueName": "A", "kind": "ATSC"}]})"},
+        BadInput{"--sim @file --list", "/frequencyMaps/de", R"({"device": {"name": "x"}, "frequencyMaps": {"de": [1]}})"},
+        BadInput{"--sim @file --list", "/categories/BDANetworkTuner/0/filter",
+                 R"({"device": {"name": "x"}, "categories": {"BDANetworkTuner": [{"filter": "nope"}]}})"},
+        BadInput{"--sim @file --list", "/filters/t/receives/dvbt/0/guard",
+                 R"({"device": {"name": "x"}, "filters": {"t": {"kind": "bdaTuner", "receives": {"dvbt": [{"frequency": 1, "guard": "1/3"}]}}}})"},
+        BadInput{"--sim @file --list", "bad.json", R"({"device": {"name": "x"}, "filters": {)"},
+        BadInput{"--device @file --list", "number overflow", R"({"name": "x", "size": 2.9e40288})"},
+        BadInput{"--sim @file --list", "number overflow", R"({"device": {"name": "x"}, "processes": [1e999]})"},
         BadInput{"--test", "--test"},
         BadInput{"--device", "--device"},
         BadInput{"--param", "--param"},
