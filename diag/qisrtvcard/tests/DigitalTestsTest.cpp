@@ -94,7 +94,6 @@ protected:
     }
 
     std::vector<std::string> moduleLog() const { return probe_->logLines("qisrtvcard"); }
-    std::vector<std::string> tunerLog() const { return probe_->logLines("libTunekit"); }
     std::vector<std::string> clearQamLog() const { return probe_->logLines("qisrtvcard.ClearQAMTest"); }
     std::size_t requests() const { return journalArguments("*", "put_TuneRequest").size(); }
     void expectNothingLeft() { EXPECT_EQ(system_->liveObjects(), ""); }
