@@ -48,157 +48,109 @@ protected:
         testing::initialiseCatalogue(); // before a test lowers the log level: start-up sets it
     }
     TestResult run(Parameters parameters = {}, Answers answers = {}) { return ModuleRun::run(AnalogTVSignalTest, std::move(parameters), std::move(answers)); }
-    // Loads and runs in one.
-    TestResult scan(const std::string& scenario, Parameters parameters = {}, Answers answers = {}) {
-        load(scenario);
-        return run(std::move(parameters), std::move(answers));
-    }
     void expectOnlyTheCardKept(int references = 1) { ModuleRun::expectOnlyTheCardKept("TV Capture", references); }
-    void expectOneEvent(const char* key, const char* error) {
-        ASSERT_THAT(probe_->eventKeys(), ElementsAre(key));
-        EXPECT_EQ(event(0).variables.at("error"), error);
-    }
 };
 
 const char* kSignalOn5 = R"("cableSignal": [5], "antennaSignal": [3])";
-
-// Scans on the cable input that run as far as their range and stop setting allow.
-TEST_F(AnalogTVScan, ScansRunFromTheStartChannelUntilASignalOrTheEnd) {
-    const struct {
-        const char* signal;
-        Parameters parameters;
-        TestResult result;
-        std::vector<std::string> channels;
-        std::vector<int> percents; // channel x 100 / the end channel
-        std::vector<std::string> events;
-    } cases[] = {
-        {kSignalOn5, {{"TVStartChannel", "2"}, {"TVEndChannel", "13"}}, TestResult::PASS(), {"2", "3", "4", "5"}, {0, 15, 23, 30}, {}},
-        {R"("cableSignal": [2])", {{"TVStartChannel", "2"}, {"TVEndChannel", "4"}, {"StopOnSignal", "false"}}, TestResult::PASS(),
-         {"2", "3", "4"}, {0, 50, 75, 100}, {}}, // every channel visited, and still a pass
-        {"", {{"TVStartChannel", "9"}, {"TVEndChannel", "4"}, {"CheckTVCable", "false"}}, TestResult::NOSIGNAL(), {"9"},
-         {0, 100, 100}, {"warning:ErrorNoSignalDetected"}}, // a reversed range scans the start channel only
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.channels.front() + " to " + c.parameters.at("TVEndChannel"));
-        EXPECT_EQ(scan(card(c.signal), c.parameters), c.result);
-        EXPECT_EQ(progress(), c.channels);
-        EXPECT_EQ(probe_->reporter.percents, c.percents);
-        EXPECT_EQ(probe_->eventKeys(), c.events);
-        expectOnlyTheCardKept();
-        if (c.result == TestResult::PASS()) EXPECT_THAT(arguments("Route"), ElementsAre("0, 1")); // the tuner input, second, to the first output
-    }
-    // The warning names the range as given.
-    EXPECT_EQ(event(0).variables.at("startchannel"), "9");
-    EXPECT_EQ(event(0).variables.at("endchannel"), "4");
-}
-
-TEST_F(AnalogTVScan, SignalTypeChoosesTheInputsTried) {
-    scan(card(""), {{"TVStartChannel", "7"}, {"TVEndChannel", "7"}, {"SignalType", "Antenna"}, {"CheckTVCable", "false"}});
-    EXPECT_THAT(arguments("put_InputType"), ElementsAre("0, TunerInputAntenna"));
-    scan(card(""), {{"TVStartChannel", "7"}, {"TVEndChannel", "7"}, {"SignalType", "whatever"}, {"CheckTVCable", "false"}});
-    EXPECT_THAT(arguments("put_InputType"), ElementsAre("0, TunerInputAntenna", "0, TunerInputCable"));
-}
-
-TEST_F(AnalogTVScan, NoChecksPerChannelFindsNothingEvenOnASignal) {
-    EXPECT_EQ(scan(card(kSignalOn5), {{"TVStartChannel", "5"}, {"TVEndChannel", "5"}, {"ChecksPerChannel", "0"}, {"CheckTVCable", "false"}}),
-              TestResult::NOSIGNAL());
-    EXPECT_TRUE(arguments("SignalPresent").empty());
-}
-
-TEST_F(AnalogTVScan, AStopRequestDuringTheScanAborts) {
-    load(card(""));
-    probe_->onProgress = [](const qis::String& text) {
-        if (text.endsWith("4")) mirt5::DiagModule::requestStop();
-    };
-    EXPECT_EQ(run({{"TVStartChannel", "2"}, {"TVEndChannel", "9"}}), TestResult::USERABORTED());
-    EXPECT_THAT(progress(), ElementsAre("2", "3", "4"));
-    EXPECT_TRUE(probe_->reporter.prompts.empty());
-    expectOnlyTheCardKept();
-}
-
-TEST_F(AnalogTVScan, AntennaInputFailureGoesOnAndCableInputFailureEndsThePass) {
-    load(card(kSignalOn5));
-    addFault("TV Capture", "put_InputType", 1); // the antenna input of the first channel
-    EXPECT_EQ(run({{"TVStartChannel", "5"}, {"TVEndChannel", "5"}, {"SignalType", ""}}), TestResult::PASS());
-    expectOneEvent("error:ErrorCreatingFilterGraph", "TunerInputAntenna failed.");
-    const int antennaLine = event(0).line;
-
-    load(card(kSignalOn5));
-    addFault("TV Capture", "put_InputType", 2); // the cable input of the first channel
-    EXPECT_EQ(run({{"TVStartChannel", "5"}, {"TVEndChannel", "5"}, {"SignalType", ""}, {"CheckTVCable", "false"}}), TestResult::NOSIGNAL());
-    EXPECT_THAT(probe_->eventKeys(), ElementsAre("error:ErrorCreatingFilterGraph", "warning:ErrorNoSignalDetected"));
-    EXPECT_EQ(event(0).variables.at("error"), "TunerInputCable failed.");
-    EXPECT_NE(event(0).line, antennaLine) << "each event names the statement that raised it, not a helper";
-}
-
-TEST_F(AnalogTVScan, ChannelsThatCannotBeTunedAreLoggedFromTheirOwnPositionOn) {
-    qis::LogFactory::setPriority(qis::LogPriority::Debug);
-    load(card(""));
-    addFault("TV Capture", "put_Channel");
-    EXPECT_EQ(run({{"TVStartChannel", "2"}, {"TVEndChannel", "3"}, {"SignalType", "antenna"}}), TestResult::FAIL());
-    const auto lines = probe_->logLines("libTunekit");
-    EXPECT_THAT(lines, Contains("nnot tune to antenna channel "));
-    EXPECT_THAT(lines, Contains("not tune to antenna channel "));
-    // Nothing could be tuned: the first pass ends in the cable-input error.
-    expectOneEvent("error:ErrorCreatingFilterGraph", "TunerInputCable failed.");
-    EXPECT_EQ(probe_->reporter.percents.back(), 100);
-}
-
-TEST_F(AnalogTVScan, TheCablePromptAnswersDecideTheOutcome) {
-    const Parameters range = {{"TVStartChannel", "2"}, {"TVEndChannel", "3"}};
-    EXPECT_EQ(scan(card(""), range, {"150"}), TestResult::USERABORTED());
-    EXPECT_EQ(scan(card(""), range, {"220"}), TestResult::NOSIGNAL());
-    EXPECT_THAT(probe_->eventKeys(), ElementsAre("warning:ErrorNoSignalDetected"));
-    EXPECT_EQ(scan(card(""), range, {"timeout"}), TestResult::NOSIGNAL()); // a time-out retries, and the second pass finds nothing
-    EXPECT_THAT(probe_->reporter.percents, ElementsAre(0, 66, 100, -1, 66, 100, 100));
-    EXPECT_THAT(probe_->eventKeys(), ElementsAre("warning:ErrorNoSignalDetected"));
-    expectOnlyTheCardKept();
-}
-
-TEST_F(AnalogTVScan, ASecondPassThatTunesNothingIsAWarningAndNoSignal) {
-    load(card(""));
-    addFault("TV Capture", "put_Channel", 2); // the second pass's only tuning
-    EXPECT_EQ(run({{"TVStartChannel", "4"}, {"TVEndChannel", "4"}}, {"retry"}), TestResult::NOSIGNAL());
-    expectOneEvent("warning:ErrorCreatingFilterGraph", "TunerInputCable failed.");
-}
-
-TEST_F(AnalogTVScan, CountryComesFromTheLanguageUnlessTheDialogIsAsked) {
-    qis::QISLocale::setGlobalLocale(qis::QISLocale("de-DE"));
-    scan(card(kSignalOn5), {{"TVStartChannel", "5"}, {"TVEndChannel", "5"}});
-    qis::QISLocale::setGlobalLocale(qis::QISLocale("en"));
-    EXPECT_THAT(arguments("put_CountryCode"), ElementsAre("49"));
-}
-
-TEST_F(AnalogTVScan, TVModeRefusedFailsTheTest) {
-    EXPECT_EQ(scan(card(R"("tvMode": false)")), TestResult::FAIL());
-    expectOneEvent("error:ErrorCreatingFilterGraph", "AMTUNER_MODE_TV failed.");
-    EXPECT_EQ(probe_->reporter.percents, std::vector<int>({0, 100}));
-    expectOnlyTheCardKept(2);
-}
-
-TEST_F(AnalogTVScan, NothingToRouteIsNoError) {
-    EXPECT_EQ(scan(card(kSignalOn5, "", ""), {{"TVStartChannel", "5"}, {"TVEndChannel", "5"}}), TestResult::PASS());
-    EXPECT_TRUE(arguments("Route").empty());
-}
-
 const char* kTunerOnlyCrossbar = R"("crossbar": {"outputs": ["Video_VideoDecoder"], "inputs": [{"physicalType": "Video_Tuner", "routesTo": [0]}]})";
+const Parameters kOn5 = {{"TVStartChannel", "5"}, {"TVEndChannel", "5"}};
 
-TEST_F(AnalogTVScan, OnlyTheStreamFormResizesTheWindowToTheCaptureFormat) {
-    qis::LogFactory::setPriority(qis::LogPriority::Debug);
-    scan(card(kSignalOn5), {{"TVStartChannel", "5"}, {"TVEndChannel", "5"}});
-    EXPECT_THAT(probe_->logLines("libTunekit"), ::testing::Not(Contains(::testing::HasSubstr("Attempting to read the stream configuration"))));
-    const std::string converters = R"(, "converters": [{"name": "MPEG-2 Video Decoder", "input": "Video/MPEG2_VIDEO", "output": "Video/YUY2"},
-                                                      {"name": "MPEG Audio Decoder", "input": "Audio/MPEG1Payload", "output": "Audio/PCM"}])";
-    load(card(kSignalOn5, converters, kTunerOnlyCrossbar, R"(["Video", "Stream"])"));
-    addFault("CaptureGraphBuilder2", "RenderStream", 2); // the video form fails, the stream form succeeds
-    EXPECT_EQ(run(), TestResult::PASS());
-    const auto lines = probe_->logLines("libTunekit");
-    EXPECT_THAT(lines, Contains(::testing::HasSubstr("RenderStream Video failed trying stream: ")));
-    EXPECT_THAT(lines, Contains("Attempting to read the stream configuration to use to resize window"));
-    // The capture pin now carries the stream, so neither type finds its configuration.
-    EXPECT_THAT(lines, Contains(::testing::StartsWith("IGraphBuilder::FindInterface(IID_IAMStreamConfig) video failed:")));
-    EXPECT_THAT(lines, Contains("Stream Config is NULL"));
-    expectOnlyTheCardKept();
+// Percents are channel x 100 / the end channel. A pass routes the tuner input, the second, to the first output.
+TEST_F(AnalogTVScan, WholeScans) {
+    const auto kept = [&] { expectOnlyTheCardKept(); };
+    const Parameters range = {{"TVStartChannel", "2"}, {"TVEndChannel", "3"}};
+    const Parameters at7 = {{"TVStartChannel", "7"}, {"TVEndChannel", "7"}, {"CheckTVCable", "false"}};
+    const TestResult pass = TestResult::PASS(), noSignal = TestResult::NOSIGNAL();
+    const std::vector<std::string> noSignalEvent = {"warning:ErrorNoSignalDetected"};
+    expectRuns({
+        {.what = "runs from the start channel until a signal", .scenario = card(kSignalOn5), .entry = AnalogTVSignalTest,
+         .parameters = {{"TVStartChannel", "2"}, {"TVEndChannel", "13"}}, .result = pass, .channels = {{"2", "3", "4", "5"}},
+         .percents = {{0, 15, 23, 30}}, .more = [&] { kept(); EXPECT_THAT(arguments("Route"), ElementsAre("0, 1")); }},
+        {.what = "without StopOnSignal every channel is visited, and still a pass", .scenario = card(R"("cableSignal": [2])"),
+         .entry = AnalogTVSignalTest, .parameters = {{"TVStartChannel", "2"}, {"TVEndChannel", "4"}, {"StopOnSignal", "false"}},
+         .result = pass, .channels = {{"2", "3", "4"}}, .percents = {{0, 50, 75, 100}}, .more = kept},
+        {.what = "a reversed range scans the start channel only, and the warning names the range as given", .scenario = card(""),
+         .entry = AnalogTVSignalTest, .parameters = {{"TVStartChannel", "9"}, {"TVEndChannel", "4"}, {"CheckTVCable", "false"}},
+         .result = noSignal, .events = noSignalEvent, .variables = {{"startchannel", "9"}, {"endchannel", "4"}},
+         .channels = {{"9"}}, .percents = {{0, 100, 100}}, .more = kept},
+        {.what = "SignalType antenna tries the antenna input", .scenario = card(""), .entry = AnalogTVSignalTest,
+         .parameters = {{"TVStartChannel", "7"}, {"TVEndChannel", "7"}, {"SignalType", "Antenna"}, {"CheckTVCable", "false"}},
+         .result = noSignal, .events = noSignalEvent,
+         .more = [] { EXPECT_THAT(arguments("put_InputType"), ElementsAre("0, TunerInputAntenna")); }},
+        {.what = "any other SignalType tries both inputs", .scenario = card(""), .entry = AnalogTVSignalTest,
+         .parameters = {{"TVStartChannel", "7"}, {"TVEndChannel", "7"}, {"SignalType", "whatever"}, {"CheckTVCable", "false"}},
+         .result = noSignal, .events = noSignalEvent,
+         .more = [] { EXPECT_THAT(arguments("put_InputType"), ElementsAre("0, TunerInputAntenna", "0, TunerInputCable")); }},
+        {.what = "no checks per channel finds nothing even on a signal", .scenario = card(kSignalOn5), .entry = AnalogTVSignalTest,
+         .parameters = {{"TVStartChannel", "5"}, {"TVEndChannel", "5"}, {"ChecksPerChannel", "0"}, {"CheckTVCable", "false"}},
+         .result = noSignal, .events = noSignalEvent, .more = [] { EXPECT_TRUE(arguments("SignalPresent").empty()); }},
+        {.what = "a stop request during the scan aborts", .scenario = card(""), .entry = AnalogTVSignalTest,
+         .parameters = {{"TVStartChannel", "2"}, {"TVEndChannel", "9"}}, .result = TestResult::USERABORTED(),
+         .channels = {{"2", "3", "4"}}, .prompts = 0, .before = [&] { stopAt("4"); }, .more = kept},
+        {.what = "cable prompt: cancel (150) aborts", .scenario = card(""), .entry = AnalogTVSignalTest, .parameters = range,
+         .answers = {"150"}, .result = TestResult::USERABORTED()},
+        {.what = "cable prompt: skip (220) gives up", .scenario = card(""), .entry = AnalogTVSignalTest, .parameters = range,
+         .answers = {"220"}, .result = noSignal, .events = noSignalEvent},
+        {.what = "cable prompt: a time-out retries, and the second pass finds nothing", .scenario = card(""),
+         .entry = AnalogTVSignalTest, .parameters = range, .answers = {"timeout"}, .result = noSignal, .events = noSignalEvent,
+         .percents = {{0, 66, 100, -1, 66, 100, 100}}, .more = kept},
+        {.what = "the country comes from the language unless the dialog is asked", .scenario = card(kSignalOn5),
+         .entry = AnalogTVSignalTest, .parameters = kOn5, .result = pass,
+         .before = [] { qis::QISLocale::setGlobalLocale(qis::QISLocale("de-DE")); }, .more = [] {
+             qis::QISLocale::setGlobalLocale(qis::QISLocale("en"));
+             EXPECT_THAT(arguments("put_CountryCode"), ElementsAre("49"));
+         }},
+        {.what = "nothing to route is no error", .scenario = card(kSignalOn5, "", ""), .entry = AnalogTVSignalTest, .parameters = kOn5,
+         .result = pass, .more = [] { EXPECT_TRUE(arguments("Route").empty()); }},
+        {.what = "Media Center running refuses before any graph", .scenario = card("", R"(, "processes": ["EHSHELL.EXE"])"),
+         .entry = AnalogTVSignalTest, .result = TestResult::CANNOTRUN(), .events = {"warning:MediaCenterIsRunning"},
+         .more = [] { EXPECT_TRUE(arguments("AddFilter").empty()); }},
+    });
+}
+
+TEST_F(AnalogTVScan, Failures) {
+    int antennaLine = 0;
+    const std::string stream = R"(, "converters": [{"name": "MPEG-2 Video Decoder", "input": "Video/MPEG2_VIDEO", "output": "Video/YUY2"},
+                                                   {"name": "MPEG Audio Decoder", "input": "Audio/MPEG1Payload", "output": "Audio/PCM"}])";
+    const std::vector<std::string> inputError = {"error:ErrorCreatingFilterGraph"};
+    expectRuns({
+        {.what = "an antenna input failure goes on", .scenario = card(kSignalOn5), .entry = AnalogTVSignalTest,
+         .parameters = {{"TVStartChannel", "5"}, {"TVEndChannel", "5"}, {"SignalType", ""}}, .result = TestResult::PASS(),
+         .events = inputError, .variables = {{"error", "TunerInputAntenna failed."}},
+         .before = [] { addFault("TV Capture", "put_InputType", 1); }, .more = [&] { antennaLine = event(0).line; }},
+        {.what = "a cable input failure ends the pass", .scenario = card(kSignalOn5), .entry = AnalogTVSignalTest,
+         .parameters = {{"TVStartChannel", "5"}, {"TVEndChannel", "5"}, {"SignalType", ""}, {"CheckTVCable", "false"}},
+         .result = TestResult::NOSIGNAL(), .events = {"error:ErrorCreatingFilterGraph", "warning:ErrorNoSignalDetected"},
+         .variables = {{"error", "TunerInputCable failed."}}, .before = [] { addFault("TV Capture", "put_InputType", 2); },
+         .more = [&] { EXPECT_NE(event(0).line, antennaLine) << "each event names the statement that raised it, not a helper"; }},
+        // Logged from their own position on; nothing could be tuned: the first pass ends in the cable-input error.
+        {.what = "channels that cannot be tuned", .scenario = card(""), .entry = AnalogTVSignalTest,
+         .parameters = {{"TVStartChannel", "2"}, {"TVEndChannel", "3"}, {"SignalType", "antenna"}}, .result = TestResult::FAIL(),
+         .events = inputError, .variables = {{"error", "TunerInputCable failed."}},
+         .logged = {{"libTunekit", "nnot tune to antenna channel "}, {"libTunekit", "not tune to antenna channel "}},
+         .before = [] { addFault("TV Capture", "put_Channel"); }, .more = [&] { EXPECT_EQ(probe_->reporter.percents.back(), 100); }},
+        {.what = "a second pass that tunes nothing is a warning and no signal", .scenario = card(""), .entry = AnalogTVSignalTest,
+         .parameters = {{"TVStartChannel", "4"}, {"TVEndChannel", "4"}}, .answers = {"retry"}, .result = TestResult::NOSIGNAL(),
+         .events = {"warning:ErrorCreatingFilterGraph"}, .variables = {{"error", "TunerInputCable failed."}},
+         .before = [] { addFault("TV Capture", "put_Channel", 2); }},
+        {.what = "TV mode refused fails the test", .scenario = card(R"("tvMode": false)"), .entry = AnalogTVSignalTest,
+         .result = TestResult::FAIL(), .events = inputError, .variables = {{"error", "AMTUNER_MODE_TV failed."}}, .percents = {{0, 100}},
+         .more = [&] { expectOnlyTheCardKept(2); }},
+        {.what = "the video form needs no stream configuration", .scenario = card(kSignalOn5), .entry = AnalogTVSignalTest,
+         .parameters = kOn5, .result = TestResult::PASS(), .more = [&] {
+             EXPECT_THAT(probe_->logLines("libTunekit"), ::testing::Not(Contains(::testing::HasSubstr("Attempting to read the stream configuration"))));
+         }},
+        // The capture pin then carries the stream, so neither type finds its configuration.
+        {.what = "only the stream form resizes the window to the capture format",
+         .scenario = card(kSignalOn5, stream, kTunerOnlyCrossbar, R"(["Video", "Stream"])"), .entry = AnalogTVSignalTest,
+         .result = TestResult::PASS(),
+         .logged = {{"libTunekit", ::testing::HasSubstr("RenderStream Video failed trying stream: ")},
+                    {"libTunekit", "Attempting to read the stream configuration to use to resize window"},
+                    {"libTunekit", ::testing::StartsWith("IGraphBuilder::FindInterface(IID_IAMStreamConfig) video failed:")},
+                    {"libTunekit", "Stream Config is NULL"}},
+         .before = [] { addFault("CaptureGraphBuilder2", "RenderStream", 2); }, // the video form fails, the stream form succeeds
+         .more = [&] { expectOnlyTheCardKept(); }},
+    });
 }
 
 // A capture format that cannot be read still leaves the renderer fitted to the window, and an
@@ -230,12 +182,6 @@ TEST_F(AnalogTVScan, AnUnreadableCaptureFormatStillFitsTheRenderer) {
         }
         EXPECT_TRUE(fittedAfter) << "the renderer is fitted all the same";
     }
-}
-
-TEST_F(AnalogTVScan, MediaCenterRunningRefusesBeforeAnyGraph) {
-    EXPECT_EQ(scan(card("", R"(, "processes": ["EHSHELL.EXE"])")), TestResult::CANNOTRUN());
-    EXPECT_THAT(probe_->eventKeys(), ElementsAre("warning:MediaCenterIsRunning"));
-    EXPECT_TRUE(arguments("AddFilter").empty());
 }
 
 } // namespace

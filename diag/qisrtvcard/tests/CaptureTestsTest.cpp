@@ -19,6 +19,7 @@ namespace qisrtvcard {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using mirt5::TestResult;
 
@@ -84,61 +85,50 @@ protected:
     std::filesystem::path previousDirectory_, directory_;
 };
 
-TEST_F(CaptureTests, ScreenShowsThePreviewForThreeSecondsAndPasses) {
-    load(card());
-    EXPECT_EQ(run(CaptureToScreenTest), TestResult::PASS());
-    EXPECT_THAT(probe_->eventKeys(), IsEmpty());
-    EXPECT_GT(virtualSeconds_, 3.0);
-    EXPECT_THAT(testing::journalArguments("CaptureGraphBuilder2", "RenderStream").front(), ::testing::HasSubstr("PIN_CATEGORY_PREVIEW, MEDIATYPE_Video"));
-    EXPECT_THAT(testing::journalArguments("*", "put_Mode"), ElementsAre("AMTUNER_MODE_TV"));
-    EXPECT_THAT(testing::journalArguments("*", "Route"), ElementsAre("1, 0")); // the first output cannot take the tuner
-    EXPECT_EQ(tvsim::Simulation::current().journal().count("VideoRenderer", "put_Visible"), 2u); // shown, then hidden
-    expectOnlyTheCardKept();
-}
-
-TEST_F(CaptureTests, ScreenFallsThroughToTheStreamFormsOnAStreamOnlyDevice) {
-    std::string scenario = card(R"("VideoCapture", "VideoCaptureBaseFilter")", R"(["Stream"])",
-                                R"(, "converters": [{"name": "MPEG-2 Video Decoder", "input": "Video/MPEG2_VIDEO", "output": "Video/YUY2"},
-                                                    {"name": "MPEG Audio Decoder", "input": "Audio/MPEG1Payload", "output": "Audio/PCM"}])");
-    scenario.replace(scenario.find(R"("previewPin": true)"), 18, R"("previewPin": false)");
-    load(scenario);
-    EXPECT_EQ(run(CaptureToScreenTest), TestResult::PASS());
-    std::vector<std::string> forms;
-    for (const auto& call : tvsim::Simulation::current().journal().calls())
-        if (call.method == "RenderStream") forms.push_back(call.arguments.utf8() + (FAILED(call.result) ? " failed" : " rendered"));
-    ASSERT_GE(forms.size(), 2u);
-    EXPECT_EQ(forms[0], "PIN_CATEGORY_PREVIEW, MEDIATYPE_Video failed");
-    EXPECT_EQ(forms[1], "PIN_CATEGORY_CAPTURE, MEDIATYPE_Video failed");
-    // The stream goes through the module's MPEG-2 demultiplexer.
-    EXPECT_THAT(testing::journalArguments("*", "AddFilter"), ::testing::Contains("MPEG2 Demux"));
-    EXPECT_TRUE(testing::journalArguments("*", "put_Mode").empty()) << "no tuner capability, no TV mode";
-    expectOnlyTheCardKept(0);
-}
-
-TEST_F(CaptureTests, ScreenFailuresGiveTheirEventsAndResults) {
-    struct Case {
-        const char* object;
-        const char* method;
-        TestResult result;
-        const char* event;
-        const char* error;
-        int kept; // references to the card left in the handles
-    };
-    const Case cases[] = {
-        {"FilterGraph", "AddFilter", TestResult::NOTSUPPORTED(), "warning:WarningHardwareDoesNotSupportAnalogTVCapture", nullptr, 0},
-        {"CaptureGraphBuilder2", "RenderStream", TestResult::FAIL(), "error:ErrorCreatingFilterGraph", "RenderStream failed.", 2},
-        {"VideoRenderer", "put_Owner", TestResult::FAIL(), "error:ErrorRenderingVideoStream", nullptr, 1},
-        {"FilterGraph", "Run", TestResult::FAIL(), "error:ErrorCreatingFilterGraph", "The filter graph could not be started.", 1},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(std::string(c.object) + "::" + c.method);
-        load(card());
-        testing::addFault(c.object, c.method);
-        EXPECT_EQ(run(CaptureToScreenTest), c.result);
-        ASSERT_THAT(probe_->eventKeys(), ElementsAre(c.event));
-        if (c.error) EXPECT_EQ(probe_->reporter.events[0].variables.at("error"), c.error);
-        expectOnlyTheCardKept(c.kept);
-    }
+TEST_F(CaptureTests, Screen) {
+    std::string streamOnly = card(R"("VideoCapture", "VideoCaptureBaseFilter")", R"(["Stream"])",
+                                  R"(, "converters": [{"name": "MPEG-2 Video Decoder", "input": "Video/MPEG2_VIDEO", "output": "Video/YUY2"},
+                                                      {"name": "MPEG Audio Decoder", "input": "Audio/MPEG1Payload", "output": "Audio/PCM"}])");
+    streamOnly.replace(streamOnly.find(R"("previewPin": true)"), 18, R"("previewPin": false)");
+    const auto fault = [](const char* object, const char* method) { return [=] { testing::addFault(object, method); }; };
+    const auto kept = [&](int references) { return [=, this] { expectOnlyTheCardKept(references); }; };
+    const std::string graphError = "error:ErrorCreatingFilterGraph";
+    expectRuns({
+        // The first crossbar output cannot take the tuner; the renderer is shown, then hidden.
+        {.what = "shows the preview for three seconds and passes", .scenario = card(), .entry = CaptureToScreenTest,
+         .result = TestResult::PASS(), .more = [&] {
+             EXPECT_GT(virtualSeconds_, 3.0);
+             EXPECT_THAT(testing::journalArguments("CaptureGraphBuilder2", "RenderStream").front(), HasSubstr("PIN_CATEGORY_PREVIEW, MEDIATYPE_Video"));
+             EXPECT_THAT(testing::journalArguments("*", "put_Mode"), ElementsAre("AMTUNER_MODE_TV"));
+             EXPECT_THAT(testing::journalArguments("*", "Route"), ElementsAre("1, 0"));
+             EXPECT_EQ(tvsim::Simulation::current().journal().count("VideoRenderer", "put_Visible"), 2u);
+             expectOnlyTheCardKept();
+         }},
+        // Through the module's MPEG-2 demultiplexer; no tuner capability, no TV mode.
+        {.what = "falls through to the stream forms on a stream-only device", .scenario = streamOnly, .entry = CaptureToScreenTest,
+         .result = TestResult::PASS(), .more = [&] {
+             std::vector<std::string> forms;
+             for (const auto& call : tvsim::Simulation::current().journal().calls())
+                 if (call.method == "RenderStream") forms.push_back(call.arguments.utf8() + (FAILED(call.result) ? " failed" : " rendered"));
+             ASSERT_GE(forms.size(), 2u);
+             EXPECT_EQ(forms[0], "PIN_CATEGORY_PREVIEW, MEDIATYPE_Video failed");
+             EXPECT_EQ(forms[1], "PIN_CATEGORY_CAPTURE, MEDIATYPE_Video failed");
+             EXPECT_THAT(testing::journalArguments("*", "AddFilter"), ::testing::Contains("MPEG2 Demux"));
+             EXPECT_TRUE(testing::journalArguments("*", "put_Mode").empty());
+             expectOnlyTheCardKept(0);
+         }},
+        {.what = "a card the graph refuses is not supported", .scenario = card(), .entry = CaptureToScreenTest,
+         .result = TestResult::NOTSUPPORTED(), .events = {"warning:WarningHardwareDoesNotSupportAnalogTVCapture"},
+         .before = fault("FilterGraph", "AddFilter"), .more = kept(0)},
+        {.what = "a stream that cannot be rendered", .scenario = card(), .entry = CaptureToScreenTest, .result = TestResult::FAIL(),
+         .events = {graphError}, .variables = {{"error", "RenderStream failed."}}, .before = fault("CaptureGraphBuilder2", "RenderStream"),
+         .more = kept(2)},
+        {.what = "a renderer that cannot be owned", .scenario = card(), .entry = CaptureToScreenTest, .result = TestResult::FAIL(),
+         .events = {"error:ErrorRenderingVideoStream"}, .before = fault("VideoRenderer", "put_Owner"), .more = kept(1)},
+        {.what = "a graph that cannot run", .scenario = card(), .entry = CaptureToScreenTest, .result = TestResult::FAIL(),
+         .events = {graphError}, .variables = {{"error", "The filter graph could not be started."}}, .before = fault("FilterGraph", "Run"),
+         .more = kept(1)},
+    });
 }
 
 TEST_F(CaptureTests, FileReplacesAStaleCaptureWithThreeSecondsOfVideo) {

@@ -1,4 +1,5 @@
-// Filter loading, signal detection and ATSC tuning on the virtual digital card.
+// The digital tests' blocks on the virtual system: the graph toolkit, filter loading, signal
+// detection and ATSC tuning; what they log, leave in the graph and how they fail.
 #include <algorithm>
 #include <climits>
 #include <cstring>
@@ -13,6 +14,7 @@
 #include "digital/GraphToolkit.h"
 #include "digital/SignalDetection.h"
 #include "frame/ComFactory.h"
+#include "qis/Exception.h"
 #include "tunekit/ComPtr.h"
 #include "tvsim/Simulation.h"
 
@@ -90,6 +92,14 @@ protected:
         EXPECT_TRUE(space) << "no tuning space " << qis::String(name).utf8();
         return space;
     }
+    // Tunes the generic provider through its "ATSC" tuning space.
+    bool tuneAtsc(TunerInputType input, long channel) {
+        const ComPtr<ITuner> tuner = providerTuner();
+        const ComPtr<ITuningSpace> space = tuningSpace(tuner, L"ATSC");
+        ITuningSpace* spacePointer = space.get();
+        ITuner* tunerPointer = tuner.get();
+        return tuneToATSCChannel(&spacePointer, &tunerPointer, input, channel);
+    }
     std::string tunerName() {
         FILTER_INFO info{};
         if (!tuner_ || FAILED(tuner_->QueryFilterInfo(&info))) return "(none)";
@@ -103,6 +113,104 @@ protected:
     ComPtr<IBaseFilter> provider_;
     ComPtr<IBaseFilter> tuner_;
 };
+
+// ---- graph toolkit ---------------------------------------------------------------------------
+
+class GraphToolkit : public ::testing::Test {
+protected:
+    void SetUp() override {
+        testing::initialiseCatalogue();
+        createInstance(CLSID_FilterGraph, nullptr, CLSCTX_ALL, IID_IGraphBuilder, graph_.putVoid());
+        ASSERT_TRUE(graph_);
+    }
+    ComPtr<IBaseFilter> add(const CLSID& clsid, const wchar_t* name) {
+        ComPtr<IBaseFilter> filter;
+        createInstance(clsid, nullptr, CLSCTX_ALL, IID_IBaseFilter, filter.putVoid());
+        EXPECT_TRUE(filter);
+        if (filter) EXPECT_HRESULT_SUCCEEDED(graph_->AddFilter(filter.get(), name));
+        return filter;
+    }
+    ULONG filterCount() {
+        ComPtr<IEnumFilters> filters;
+        graph_->EnumFilters(filters.put());
+        ULONG count = 0;
+        for (ComPtr<IBaseFilter> filter; filters->Next(1, filter.put(), nullptr) == S_OK;) ++count;
+        return count;
+    }
+    double seconds() { return std::chrono::duration<double>(tvsim::Simulation::current().elapsed()).count(); }
+
+    testing::SimulatedSystem system_;
+    ComPtr<IGraphBuilder> graph_;
+};
+
+TEST_F(GraphToolkit, ConnectFiltersChecksTheUpstreamFilterFirst) {
+    const ComPtr<IBaseFilter> renderer = add(CLSID_VideoRenderer, L"Video Renderer");
+    EXPECT_EQ(testing::assertionOf([&] { ConnectFilters(nullptr, nullptr, graph_.get()); }), "pFilterUpstream");
+    EXPECT_EQ(testing::assertionOf([&] { ConnectFilters(renderer.get(), nullptr, graph_.get()); }), "pFilterDownstream");
+}
+
+TEST_F(GraphToolkit, AnUpstreamFilterWithoutAFreeOutputConnectsNothing) {
+    const ComPtr<IBaseFilter> renderer = add(CLSID_VideoRenderer, L"Video Renderer");
+    const ComPtr<IBaseFilter> writer = add(CLSID_FileWriter, L"File Writer");
+    testing::LogLines log;
+    EXPECT_FALSE(ConnectFilters(renderer.get(), writer.get(), graph_.get()));
+    EXPECT_THAT(log.lines(), ElementsAre("IBaseFilter::EnumPins(Upstream)", "Starting in pin connection search",
+                                         "IPin::QueryPinInfo(Upstream)", "Checking if not connected try to connect it",
+                                         "Completed in pin search"));
+}
+
+TEST_F(GraphToolkit, PinsThatCannotBeConnectedAreTriedInTurnWithoutAnError) {
+    // The multiplexer's AVI stream does not fit the renderer's video input.
+    const ComPtr<IBaseFilter> mux = add(CLSID_AviDest, L"AVI Mux");
+    const ComPtr<IBaseFilter> renderer = add(CLSID_VideoRenderer, L"Video Renderer");
+    testing::LogLines log;
+    EXPECT_FALSE(ConnectFilters(mux.get(), renderer.get(), graph_.get()));
+    EXPECT_THAT(log.lines(), Contains("Connecting pins failed."));
+    EXPECT_EQ(log.lines().back(), "Completed in pin search");
+}
+
+TEST_F(GraphToolkit, RenderingAFilterWithoutOutputsIsAnImpossibleGraph) {
+    const ComPtr<IBaseFilter> renderer = add(CLSID_VideoRenderer, L"Video Renderer");
+    EXPECT_EQ(testing::assertionOf([&] { renderGraph(renderer.get(), graph_.get()); }), "false");
+    EXPECT_EQ(testing::assertionOf([&] { clearqam::renderGraph(renderer.get(), graph_.get()); }), "false");
+}
+
+// The count line is logged from as many places into its text as there are filters.
+TEST_F(GraphToolkit, RemoveFiltersTakesEveryFilterOutHalfASecondEachWithTheOffsetCountLine) {
+    for (const auto& [filters, countLine] : {std::pair{0, "Number of filters to remove: "}, std::pair{3, "ber of filters to remove: "},
+                                             std::pair{31, ""}}) {
+        SCOPED_TRACE(filters);
+        for (int i = 0; i < filters; ++i) add(i == 0 ? CLSID_VideoRenderer : CLSID_FileWriter, L"Filter");
+        testing::LogLines log;
+        const double started = seconds();
+        removeFilters(graph_.get());
+        EXPECT_GE(seconds() - started, 0.5 * filters);
+        EXPECT_EQ(filterCount(), 0u);
+        ASSERT_EQ(log.lines().size(), filters + 1u);
+        EXPECT_EQ(log.lines()[0], countLine);
+        for (int i = 0; i < filters; ++i)
+            EXPECT_THAT(log.lines()[i + 1], HasSubstr("Removed filter #" + std::to_string(i) + " Refcount after release: "));
+        EXPECT_EQ(system_.liveObjects().find("VideoRenderer"), std::string::npos) << system_.liveObjects();
+    }
+}
+
+TEST_F(GraphToolkit, FindFromNameHandsTheCallerAReferenceOrThrows) {
+    const ComPtr<IBaseFilter> renderer = add(CLSID_VideoRenderer, L"Video Renderer");
+    add(CLSID_FileWriter, L"File Writer");
+    ComPtr<IBaseFilter> found;
+    found.attach(FindFromName(L"Video Renderer", graph_.get()));
+    EXPECT_EQ(found.get(), renderer.get());
+    EXPECT_EQ(testing::assertionOf([&] { FindFromName(L"video renderer", graph_.get()); }), "false") << "names compare exactly";
+}
+
+TEST_F(GraphToolkit, FramesBeingRenderedGivesUpAfterTwoAndAHalfSecondsOnAStoppedRenderer) {
+    const ComPtr<IBaseFilter> renderer = add(CLSID_VideoRenderer, L"Video Renderer");
+    ComPtr<IQualProp> quality;
+    ASSERT_HRESULT_SUCCEEDED(renderer.as(quality));
+    const double started = seconds();
+    EXPECT_FALSE(FramesBeingRendered(quality.get()));
+    EXPECT_NEAR(seconds() - started, 2.5, 0.01);
+}
 
 // ---- filter loading --------------------------------------------------------------------------
 
@@ -217,7 +325,6 @@ protected:
         ITuner* tuner = tunerInterface_.get();
         ASSERT_TRUE(tuneToATSCChannel(&spacePointer, &tuner, TunerInputAntenna, physicalChannel));
     }
-    bool present() { return isSignalPresent(false, tunerInterface_.get(), tuner_.get()); }
     void release() override {
         tunerInterface_.reset();
         DigitalGraph::release();
@@ -226,54 +333,48 @@ protected:
     ComPtr<ITuner> tunerInterface_;
 };
 
-TEST_F(SignalDetection, TheTopologyNodeNeedsPresenceLockAndQualityAboveFifty) {
-    load(statisticsCard("topology", R"({"locked": true, "present": true, "quality": 50})"));
-    tune();
-    EXPECT_FALSE(getSignalStrength(tuner_.get()));
-    load(statisticsCard("topology", R"({"locked": true, "present": true, "quality": 51})"));
-    tune();
-    testing::LogLines log;
-    EXPECT_TRUE(present());
-    EXPECT_THAT(log.lines(), ElementsAre("ERROR: IBaseFilter::QueryInterface(IBDA_SignalStatistics) is not working.",
-                                         "Trying new topology method", "Querying for topology on tuner device", "Getting nodes types",
-                                         "Getting node interfaces", "Getting node interfaces", "Checking for IID_IBDA_SignalStatistics",
-                                         "Checking for control node", "Querying for the sig stats from the topo node", "Topo sig qual: 51",
-                                         "Topo sig lock: 1", "Topo sig present: 1", "Topo sig strength: 80", "Topo sample time: 100",
-                                         "Checking if topo signal is present", "Found a valid signal"));
-    load(statisticsCard("topology", R"({"locked": true, "present": false, "quality": 90})"));
-    tune();
-    EXPECT_FALSE(present()) << "lock without presence";
-}
-
-TEST_F(SignalDetection, StatisticsOnTheFilterAnswerPresenceAlone) {
-    load(statisticsCard("filter", R"({"locked": false, "present": true, "quality": 10})"));
-    tune();
-    EXPECT_TRUE(present());
-    tune(8);
-    EXPECT_FALSE(present()) << "a channel the tuner does not receive";
-}
-
-TEST_F(SignalDetection, TheMinorChannelTechniqueAsksTheProvidersRequest) {
-    load(statisticsCard("filter", R"({"locked": true, "present": true, "quality": 90})"));
-    tune();
-    testing::Probe probe;
-    probe.parameters = {{"UseMinorChannelTechnique", "true"}};
-    ITuner* tuner = tunerInterface_.get();
-    IBaseFilter* filter = tuner_.get();
-    bool locked = false, unlocked = true, ignored = true;
-    probe.run([&](const mirt5::DiagDevice&) {
-        locked = isSignalPresent(true, tuner, filter);
-        ignored = isSignalPresent(false, tuner, filter); // not allowed: the statistics decide
-        return mirt5::TestResult::PASS();
-    });
-    EXPECT_TRUE(locked);
-    EXPECT_TRUE(ignored);
-    tune(8);
-    probe.run([&](const mirt5::DiagDevice&) {
-        unlocked = isSignalPresent(true, tuner, filter);
-        return mirt5::TestResult::PASS();
-    });
-    EXPECT_FALSE(unlocked) << "the minor channel reads back -1";
+// Presence on a tuned channel: statistics on the filter answer presence alone, the topology
+// node's need presence, lock and quality above fifty; with the minor channel technique allowed,
+// the provider's request decides (its minor channel reads back -1 where nothing is received).
+TEST_F(SignalDetection, WhereTheStatisticsAreDecidesWhatCounts) {
+    const char* locked90 = R"({"locked": true, "present": true, "quality": 90})";
+    const char* present10 = R"({"locked": false, "present": true, "quality": 10})";
+    const struct {
+        const char* where;
+        const char* statistics;
+        long channel;
+        bool technique, ask, present;
+    } cases[] = {
+        {"topology", R"({"locked": true, "present": true, "quality": 50})", 7, false, false, false},
+        {"topology", R"({"locked": true, "present": true, "quality": 51})", 7, false, false, true},
+        {"topology", R"({"locked": true, "present": false, "quality": 90})", 7, false, false, false}, // lock without presence
+        {"filter", present10, 7, false, false, true},
+        {"filter", present10, 8, false, false, false}, // a channel the tuner does not receive
+        {"filter", locked90, 7, true, true, true},
+        {"filter", locked90, 7, true, false, true}, // the technique not asked for: the statistics decide
+        {"filter", locked90, 8, true, true, false},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.where) + " " + c.statistics + " on " + std::to_string(c.channel));
+        load(statisticsCard(c.where, c.statistics));
+        tune(c.channel);
+        testing::Probe probe;
+        probe.parameters = {{"UseMinorChannelTechnique", c.technique ? "true" : "false"}};
+        testing::LogLines log;
+        bool present = !c.present;
+        probe.run([&](const mirt5::DiagDevice&) {
+            present = isSignalPresent(c.ask, tunerInterface_.get(), tuner_.get());
+            return mirt5::TestResult::PASS();
+        });
+        EXPECT_EQ(present, c.present);
+        if (std::string(c.statistics).find("51") != std::string::npos)
+            EXPECT_THAT(log.lines(), ElementsAre("ERROR: IBaseFilter::QueryInterface(IBDA_SignalStatistics) is not working.",
+                                                 "Trying new topology method", "Querying for topology on tuner device", "Getting nodes types",
+                                                 "Getting node interfaces", "Getting node interfaces", "Checking for IID_IBDA_SignalStatistics",
+                                                 "Checking for control node", "Querying for the sig stats from the topo node", "Topo sig qual: 51",
+                                                 "Topo sig lock: 1", "Topo sig present: 1", "Topo sig strength: 80", "Topo sample time: 100",
+                                                 "Checking if topo signal is present", "Found a valid signal"));
+    }
 }
 
 // ---- the sample grabber's stream -------------------------------------------------------------
@@ -505,12 +606,8 @@ TEST_F(AtscTuning, TheQamTunerTakesTheFourthTuningSpaceAndLogsItsFailures) {
 
 TEST_F(AtscTuning, AnUnknownInputTypeIsLoggedAsAnErrorAndStillPassedOn) {
     load(digitalCard(R"("DigitalFriendlyName": "Tuner")", tunerMoniker("Tuner", kPciPath)));
-    const ComPtr<ITuner> tuner = providerTuner();
-    const ComPtr<ITuningSpace> space = tuningSpace(tuner, L"ATSC");
     testing::LogLines log("qisrtvcard");
-    ITuningSpace* spacePointer = space.get();
-    ITuner* tunerPointer = tuner.get();
-    EXPECT_TRUE(tuneToATSCChannel(&spacePointer, &tunerPointer, static_cast<TunerInputType>(5), 22));
+    EXPECT_TRUE(tuneAtsc(static_cast<TunerInputType>(5), 22));
     EXPECT_THAT(journalArguments("TuningSpace: ATSC", "put_InputType"), ElementsAre("5"));
     const auto unknown = std::find_if(log.lines().begin(), log.lines().end(),
                                       [](const std::string& l) { return l.find("IATSCTuningSpace::put_InputType(Unknown)") != std::string::npos; });
@@ -522,19 +619,15 @@ TEST_F(AtscTuning, AnUnknownInputTypeIsLoggedAsAnErrorAndStillPassedOn) {
 
 TEST_F(AtscTuning, ATuningStepThatFailsIsLoggedWithItsHresultAndEndsTheTuning) {
     load(digitalCard(R"("DigitalFriendlyName": "Tuner")", tunerMoniker("Tuner", kPciPath)));
-    const ComPtr<ITuner> tuner = providerTuner();
-    const ComPtr<ITuningSpace> space = tuningSpace(tuner, L"ATSC");
     testing::addFault("ATSCLocator", "put_PhysicalChannel");
     testing::LogLines log("qisrtvcard");
-    ITuningSpace* spacePointer = space.get();
-    ITuner* tunerPointer = tuner.get();
-    EXPECT_FALSE(tuneToATSCChannel(&spacePointer, &tunerPointer, TunerInputCable, 22));
+    EXPECT_FALSE(tuneAtsc(TunerInputCable, 22));
     EXPECT_THAT(log.lines().back(), HasSubstr("ERROR: IATSCLocator::put_PhysicalChannel failed. hr=-2147467259"));
     EXPECT_TRUE(journalArguments("*", "put_TuneRequest").empty());
     const std::string locatorLine = log.lines().back();
 
     testing::addFault("TuningSpace: ATSC", "CreateTuneRequest");
-    EXPECT_FALSE(tuneToATSCChannel(&spacePointer, &tunerPointer, TunerInputCable, 22));
+    EXPECT_FALSE(tuneAtsc(TunerInputCable, 22));
     const std::string requestLine = log.lines().back();
     EXPECT_THAT(requestLine, HasSubstr("ERROR: IATSCTuningSpace::CreateTuneRequest failed. hr="));
     // Each line starts with the number of the statement that logged it.

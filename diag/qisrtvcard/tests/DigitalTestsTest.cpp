@@ -94,7 +94,6 @@ protected:
     }
 
     std::vector<std::string> moduleLog() const { return probe_->logLines("qisrtvcard"); }
-    std::vector<std::string> tunerLog() const { return probe_->logLines("libTunekit"); }
     std::vector<std::string> clearQamLog() const { return probe_->logLines("qisrtvcard.ClearQAMTest"); }
     std::size_t requests() const { return journalArguments("*", "put_TuneRequest").size(); }
     void expectNothingLeft() { EXPECT_EQ(system_->liveObjects(), ""); }
@@ -124,117 +123,198 @@ protected:
     }
 };
 
-// ---- which test a card gets ------------------------------------------------------------------
-
-using Dispatcher = DigitalTests;
-
-TEST_F(Dispatcher, MediaCenterRefusesBeforeComOrAnyBox) {
-    load(atscCardReceiving(R"({"atsc": {"antenna": [{"physicalChannel": 7}]}})", R"(, "processes": ["ehshell.exe"])"));
-    EXPECT_EQ(run(DigitalTVSignalTest), TestResult::CANNOTRUN());
-    EXPECT_THAT(probe_->eventKeys(), ElementsAre("warning:MediaCenterIsRunning"));
-    EXPECT_THAT(journalArguments("COM", "CoInitializeEx"), IsEmpty());
-    EXPECT_TRUE(probe_->reporter.prompts.empty());
+// The Clear QAM scan's progress channels: programs 1 to 10 of each channel, up to `lastProgram` of the last.
+std::vector<std::string> programs(int first, int last, int lastProgram) {
+    std::vector<std::string> texts;
+    for (int channel = first; channel <= last; ++channel)
+        for (int program = 1; program <= (channel == last ? lastProgram : 10); ++program)
+            texts.push_back(std::to_string(channel) + "-" + std::to_string(program));
+    return texts;
 }
 
-TEST_F(Dispatcher, AComSetUpFailureCannotRunAndSaysWhy) {
-    load("atsc");
-    testing::addFault("COM", "CoInitializeEx", 0, 0x80010106u);
-    EXPECT_EQ(run(DigitalTVSignalTest), TestResult::CANNOTRUN());
-    EXPECT_THAT(probe_->eventKeys(), ElementsAre("warning:WarningWindowSetupProblem"));
-    EXPECT_THAT(moduleLog(), Contains(HasSubstr("CoInitializeEx failed: ")));
+// ---- whole runs: which test a card gets, the ATSC and Clear QAM scans ---------------------------
+
+using WholeRuns = DigitalTests;
+const Parameters kNoCable = {{"CheckTVCable", "false"}};
+
+TEST_F(WholeRuns, AtscCards) {
+    const Parameters range30 = {{"DigitalStartChannel", "30"}, {"DigitalEndChannel", "31"}};
+    expectRuns({
+        {.what = "Media Center refuses before COM or any box",
+         .scenario = atscCardReceiving(R"({"atsc": {"antenna": [{"physicalChannel": 7}]}})", R"(, "processes": ["ehshell.exe"])"),
+         .entry = DigitalTVSignalTest, .result = TestResult::CANNOTRUN(), .events = {"warning:MediaCenterIsRunning"}, .prompts = 0,
+         .more = [&] { EXPECT_THAT(journalArguments("COM", "CoInitializeEx"), IsEmpty()); }},
+        {.what = "a COM set-up failure cannot run and says why", .scenario = "atsc", .entry = DigitalTVSignalTest,
+         .result = TestResult::CANNOTRUN(), .events = {"warning:WarningWindowSetupProblem"},
+         .logged = {{"qisrtvcard", HasSubstr("CoInitializeEx failed: ")}},
+         .before = [] { testing::addFault("COM", "CoInitializeEx", 0, 0x80010106u); }},
+        {.what = "the OpenCable name counts only in its own case", .scenario = "atsc", .entry = DigitalTVSignalTest,
+         .parameters = {{"DigitalStartChannel", "7"}, {"DigitalEndChannel", "7"}}, .result = TestResult::PASS(), .prompts = 0,
+         .before = [&] {
+             probe_->device = mirt5::DiagDevice("my ati tv wonder opencable receiver", "", system_->device().capabilities(),
+                                                {{"DigitalFriendlyName", "Virtual ATSC BDA Tuner"}});
+         }},
+        {.what = "an ATSC scan without signal is final and DVB-T is not tried", .scenario = "atsc", .entry = DigitalTVSignalTest,
+         .parameters = {{"DigitalStartChannel", "8"}, {"DigitalEndChannel", "9"}, {"CheckTVCable", "false"}},
+         .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalDetected"}, .more = [&] {
+             EXPECT_EQ(tvsim::Simulation::current().journal().count("DVBTNetworkProvider", "CoCreateInstance"), 0u);
+             EXPECT_GE(virtualSeconds_, 2.0 * 2.5 + 2.0);
+         }},
+        {.what = "the scan stops at the first channel with moving picture", .scenario = "atsc", .entry = DigitalTVSignalTest,
+         .parameters = {{"DigitalStartChannel", "2"}, {"DigitalEndChannel", "9"}}, .result = TestResult::PASS(),
+         .channels = {{"2", "3", "4", "5", "6", "7"}}, .percents = {{0, 13, 25, 38, 50, 63, 100}}, // rounded share of the range
+         .logged = {{"qisrtvcard.ClearQAMTest", HasSubstr("***FramesBeingRendered returned true")}}, .more = [&] {
+             EXPECT_NE(sourceLineOf(clearQamLog(), "returned true"), sourceLineOf(clearQamLog(), "returned false"));
+             EXPECT_THAT(journalArguments("ATSCLocator", "put_PhysicalChannel"), ElementsAre("2", "3", "4", "5", "6", "7"));
+             expectOnlyTheRendererSearchLeaks();
+         }},
+        {.what = "a stop request after a channel without picture aborts", .scenario = "atsc", .entry = DigitalTVSignalTest,
+         .parameters = {{"DigitalStartChannel", "2"}, {"DigitalEndChannel", "9"}}, .result = TestResult::USERABORTED(),
+         .channels = {{"2", "3", "4"}}, .before = [&] { stopAt("4"); }},
+        {.what = "one channel without signal and no cable check warns with the range", .scenario = "atsc",
+         .entry = DigitalTVSignalTest, .parameters = {{"DigitalStartChannel", "30"}, {"DigitalEndChannel", "30"}, {"CheckTVCable", "false"}},
+         .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalDetected"},
+         .variables = {{"startchannel", "30"}, {"endchannel", "30"}}, .percents = {{0, 100}}, .prompts = 0},
+        // The cable prompt is offered once and decides.
+        {.what = "cable prompt: retry, with no third pass", .scenario = "atsc", .entry = DigitalTVSignalTest, .parameters = range30,
+         .answers = {"retry", "retry"}, .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalDetected"},
+         .channels = {{"30", "31", "30", "31"}}, .percents = {{0, 50, -1, 0, 50, 100}}, .prompts = 1},
+        {.what = "cable prompt: cancel", .scenario = "atsc", .entry = DigitalTVSignalTest, .parameters = range30, .answers = {"cancel"},
+         .result = TestResult::USERABORTED()},
+        {.what = "cable prompt: skip", .scenario = "atsc", .entry = DigitalTVSignalTest, .parameters = range30, .answers = {"skip"},
+         .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalDetected"}, .channels = {{"30", "31"}}},
+        {.what = "a range ending at the top of its type ends", .scenario = "atsc", .entry = DigitalTVSignalTest,
+         .parameters = {{"DigitalStartChannel", "2147483646"}, {"DigitalEndChannel", "2147483647"}, {"CheckTVCable", "false"}},
+         .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalDetected"}, .channels = {{"2147483646", "2147483647"}}},
+        {.what = "without an ATSC tuning space the scan cannot run",
+         .scenario = atscCardReceiving(R"({"atsc": {"antenna": [{"physicalChannel": 7}]}})",
+                                       R"(, "tuningSpaces": [{"uniqueName": "ATSCCable", "kind": "ATSC", "inputType": "cable"}])"),
+         .entry = ATSCTestWrapper, .result = TestResult::CANNOTRUN(), .logged = {{"qisrtvcard.ClearQAMTest", HasSubstr("! TuningSpace ")}}},
+        {.what = "Clear QAM: programs one to ten on each channel until a picture", .scenario = "atsc", .entry = ClearQAMTest,
+         .result = TestResult::PASS(), .channels = programs(77, 80, 3),
+         .more = [&] { EXPECT_THAT(journalArguments("ATSCLocator", "put_CarrierFrequency").back(), "559250"); }},
+        // 540 requests in virtual time, much faster than a real card.
+        {.what = "Clear QAM: a full scan without picture warns", .scenario = atscCardReceiving(R"({"clearQam": []})"),
+         .entry = ClearQAMTest, .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalQC"},
+         .channels = programs(77, 130, 10), .more = [&] {
+             EXPECT_EQ(requests(), 540u);
+             EXPECT_GE(virtualSeconds_, 540 * 2.6);
+             std::printf("[ benchmark ] full Clear QAM scan: %.0f s virtual, %.2f s wall\n", virtualSeconds_, wallSeconds_);
+             EXPECT_EQ(probe_->reporter.percents.front(), 0);
+             EXPECT_EQ(probe_->reporter.percents.back(), 100);
+         }},
+        {.what = "Clear QAM: percents follow the channel, rounded across fifty-four",
+         .scenario = atscCardReceiving(R"({"clearQam": [{"frequency": 595250, "program": 1}]})"), // channel 86
+         .entry = ClearQAMTest, .result = TestResult::PASS(), .more = [&] {
+             const auto& percents = probe_->reporter.percents;
+             ASSERT_EQ(percents.size(), 92u); // 77-1 ... 86-1, then 100
+             EXPECT_EQ(percents[0], 0);
+             EXPECT_EQ(percents[10], 2) << "78: 1/54 of the way, rounded";
+             EXPECT_EQ(percents[90], 17) << "86: 9/54";
+             EXPECT_EQ(percents.back(), 100);
+         }},
+    });
 }
 
-TEST_F(Dispatcher, AnOpenCableReceiverIsWarnedFirstAndCancelAborts) {
-    load("ocur");
-    EXPECT_EQ(run(DigitalTVSignalTest, {}, {"cancel"}), TestResult::USERABORTED());
-    ASSERT_EQ(probe_->reporter.prompts.size(), 1u);
-    EXPECT_EQ(probe_->reporter.prompts[0].kind, "ocurWarning");
-    EXPECT_EQ(probe_->reporter.prompts[0].title, "Digital TV Signal Test");
-    EXPECT_EQ(requests(), 0u);
+TEST_F(WholeRuns, OpenCableReceiver) {
+    const Parameters one = {{"DigitalStartChannel", "20"}, {"DigitalEndChannel", "20"}};
+    expectRuns({
+        {.what = "warned first, and cancel aborts", .scenario = "ocur", .entry = DigitalTVSignalTest, .answers = {"cancel"},
+         .result = TestResult::USERABORTED(), .prompts = 1, .more = [&] {
+             EXPECT_EQ(probe_->reporter.prompts[0].kind, "ocurWarning");
+             EXPECT_EQ(probe_->reporter.prompts[0].title, "Digital TV Signal Test");
+             EXPECT_EQ(requests(), 0u);
+         }},
+        // One progress line per channel, on the antenna input; antenna then cable on each channel.
+        {.what = "finds the cable channel on its own tuner and shows it for ten seconds", .scenario = "ocur",
+         .entry = DigitalTVSignalTest, .parameters = {{"DigitalStartChannel", "10"}, {"DigitalEndChannel", "14"}}, .answers = {"ok"},
+         .result = TestResult::PASS(), .channels = {{"10", "11", "12"}},
+         .logged = {{"qisrtvcard", HasSubstr("Couldn't find a compatible Receiver.  Continuing as it is not always required.")}},
+         .more = [&] {
+             EXPECT_EQ(requests(), 6u);
+             EXPECT_NE(sourceLineOf(moduleLog(), "Couldn't find a compatible Receiver"), sourceLineOf(moduleLog(), "Cleaning up"))
+                 << "each line names the statement that wrote it";
+             EXPECT_THAT(journalArguments("FilterGraph", "AddFilter"), Contains("ATI TV Wonder OpenCable Receiver Tuner"));
+             EXPECT_GE(virtualSeconds_, 10.0);
+             EXPECT_EQ(probe_->reporter.percents.back(), 100);
+             expectNothingLeft();
+         }},
+        {.what = "a range ending at the top of its type ends", .scenario = "ocur", .entry = DigitalTVSignalTest,
+         .parameters = {{"DigitalStartChannel", "4294967294"}, {"DigitalEndChannel", "4294967295"}, {"CheckTVCable", "false"}},
+         .answers = {"ok"}, .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalWithTip"},
+         .channels = {{"4294967294", "4294967295"}}},
+        {.what = "percents count from the channel number and pass one hundred", .scenario = "ocur", .entry = DigitalTVSignalTest,
+         .parameters = {{"DigitalStartChannel", "2"}, {"DigitalEndChannel", "4"}, {"CheckTVCable", "false"}}, .answers = {"ok"},
+         .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalWithTip"},
+         .variables = {{"startchannel", "2"}, {"endchannel", "4"}}, .percents = {{100, 150, 200, 100}},
+         .logged = {{"qisrtvcard", HasSubstr("Done due to no prompt and retry setting set or max attempts complete")}}},
+        // The warning and one cable prompt.
+        {.what = "a reversed range tunes nothing and a retry finds nothing again", .scenario = "ocur", .entry = DigitalTVSignalTest,
+         .parameters = {{"DigitalStartChannel", "9"}, {"DigitalEndChannel", "3"}}, .answers = {"ok", "retry"},
+         .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalWithTip"}, .prompts = 2,
+         .more = [&] { EXPECT_EQ(requests(), 0u); }},
+        {.what = "cable prompt: cancel", .scenario = "ocur", .entry = DigitalTVSignalTest, .parameters = one,
+         .answers = {"ok", "cancel"}, .result = TestResult::USERABORTED(),
+         .logged = {{"qisrtvcard", HasSubstr("Done due to user cancel on prompt")}}},
+        {.what = "cable prompt: skip; a one-channel range counts as done", .scenario = "ocur", .entry = DigitalTVSignalTest,
+         .parameters = one, .answers = {"ok", "skip"}, .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalWithTip"},
+         .percents = {{100, 100}}, .logged = {{"qisrtvcard", HasSubstr("Done due to prompting disabled")}}},
+        {.what = "cable prompt: retry, two passes of antenna and cable", .scenario = "ocur", .entry = DigitalTVSignalTest,
+         .parameters = one, .answers = {"ok", "retry"}, .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalWithTip"},
+         .more = [&] { EXPECT_EQ(requests(), 4u); }},
+    });
 }
 
-TEST_F(Dispatcher, TheOpenCableNameCountsOnlyInItsOwnCase) {
-    load("atsc");
-    probe_->device = mirt5::DiagDevice("my ati tv wonder opencable receiver", "", system_->device().capabilities(),
-                                       {{"DigitalFriendlyName", "Virtual ATSC BDA Tuner"}});
-    EXPECT_EQ(run(DigitalTVSignalTest, {{"DigitalStartChannel", "7"}, {"DigitalEndChannel", "7"}}), TestResult::PASS());
-    EXPECT_TRUE(probe_->reporter.prompts.empty()) << "the ATSC scan ran";
+TEST_F(WholeRuns, DvbtSticks) {
+    const std::string weakStream = R"({"frequency": 482000, "modulation": "64QAM", "mode": "8K", "guard": "1/32", "lpFecRate": "2/3",
+                                       "bandwidth": 8, "quality": 90, "sampleBytes": 100})";
+    const std::string twoRecords = R"({"7": [474000, 482000]})";
+    expectRuns({
+        {.what = "a card without an ATSC path goes on to DVB-T and tunes the country's plan until a good stream, without progress texts",
+         .scenario = "dvbt", .entry = DigitalTVSignalTest, .answers = {"49"}, .result = TestResult::PASS(),
+         .channels = std::vector<std::string>{}, .logged = {{"libTunekit", "ATSCTestWrapper()--! NetworkProviderFilter"},
+                                                           {"libTunekit", "Set DVB-T Channel Range: 1-23"}},
+         .prompts = 1, .more = [&] {
+             EXPECT_THAT(clearQamLog(), IsEmpty());
+             EXPECT_THAT(journalArguments("DVBTNetworkProvider", "put_CountryCode"), ElementsAre("49"));
+             EXPECT_THAT(supportedCountryCodes().codes(), ElementsAre(31u, 44u, 49u));
+             EXPECT_EQ(probe_->reporter.prompts[0].kind, "countryDialog");
+             EXPECT_THAT(journalArguments("DVBTNetworkProvider", "put_TuneRequest").back(), HasSubstr("frequency=522000"));
+             EXPECT_THAT(journalArguments("FilterGraph", "RemoveFilter"), Not(IsEmpty())) << "the filters are removed at the end";
+             expectNothingLeft();
+         }},
+        {.what = "a cancelled country dialog aborts at one hundred percent", .scenario = "dvbt", .entry = DigitalTVSignalTest,
+         .answers = {"0"}, .result = TestResult::USERABORTED(), .percents = {{100}},
+         .logged = {{"libTunekit", "Exiting due to user abort on country dialog"}}},
+        // An unknown country gets the default row: one record per frequency.
+        {.what = "a one-record plan tunes nothing", .scenario = dvbtStickReceiving("", R"({"7": [474000]})"), .entry = DigitalTVSignalTest,
+         .parameters = kNoCable, .answers = {"7"}, .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalDetected"},
+         .variables = {{"startchannel", "1"}, {"endchannel", "0"}}, .more = [&] { EXPECT_EQ(requests(), 0u); }},
+        {.what = "a two-record plan tunes its second record only", .scenario = dvbtStickReceiving("", twoRecords),
+         .entry = DigitalTVSignalTest, .parameters = kNoCable, .answers = {"7"}, .result = TestResult::NOSIGNAL(),
+         .events = {"warning:ErrorNoSignalDetected"}, .percents = {{100, 100}}, .more = [&] {
+             ASSERT_EQ(requests(), 1u);
+             EXPECT_THAT(journalArguments("*", "put_TuneRequest")[0], HasSubstr("frequency=482000"));
+         }},
+        {.what = "an empty plan wraps round and fails", .scenario = dvbtStickReceiving("", R"({"7": []})"), .entry = DigitalTVSignalTest,
+         .answers = {"7"}, .result = TestResult::FAIL(), .events = {"error:ErrorCreatingFilterGraph"},
+         .logged = {{"libTunekit", "Set DVB-T Channel Range: 1-4294967295"}}},
+        {.what = "an unreadable stream (-1) does not ask the tuner", .scenario = dvbtStickReceiving(weakStream, twoRecords),
+         .entry = DigitalTVSignalTest, .parameters = kNoCable, .answers = {"7"}, .result = TestResult::NOSIGNAL(),
+         .events = {"warning:ErrorNoSignalDetected"},
+         .more = [&] { EXPECT_EQ(tvsim::Simulation::current().journal().count("Tuner", "get_SignalPresent"), 0u); }},
+        {.what = "without a grabber the tuner's statistics decide", .scenario = dvbtStickReceiving(weakStream, twoRecords),
+         .entry = DigitalTVSignalTest, .parameters = kNoCable, .answers = {"7"}, .result = TestResult::PASS(),
+         .logged = {{"libTunekit", "Sample Grabber creation failed"}}, .before = [] { testing::addFault("SampleGrabber", "CoCreateInstance"); }},
+        {.what = "an OpenCable name gets the tip",
+         .scenario = dvbtStickReceiving("", twoRecords, "ATI TV Wonder OpenCable Receiver DVB-T"), .entry = RunDVBTest,
+         .parameters = kNoCable, .answers = {"7"}, .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalWithTip"}},
+    });
 }
 
-TEST_F(Dispatcher, AnAtscScanWithoutSignalIsFinalAndDvbtIsNotTried) {
-    load("atsc");
-    EXPECT_EQ(run(DigitalTVSignalTest, {{"DigitalStartChannel", "8"}, {"DigitalEndChannel", "9"}, {"CheckTVCable", "false"}}),
-              TestResult::NOSIGNAL());
-    EXPECT_EQ(tvsim::Simulation::current().journal().count("DVBTNetworkProvider", "CoCreateInstance"), 0u);
-    EXPECT_GE(virtualSeconds_, 2.0 * 2.5 + 2.0);
-}
-
-TEST_F(Dispatcher, ACardWithoutAnAtscPathGoesOnToDvbt) {
-    load("dvbt");
-    EXPECT_EQ(run(DigitalTVSignalTest, {}, {"49"}), TestResult::PASS());
-    EXPECT_THAT(clearQamLog(), IsEmpty());
-    EXPECT_THAT(tunerLog(), Contains("ATSCTestWrapper()--! NetworkProviderFilter"));
-    EXPECT_THAT(journalArguments("DVBTNetworkProvider", "put_CountryCode"), ElementsAre("49"));
-}
-
-// ---- the ATSC scan ---------------------------------------------------------------------------
+// ---- failures of the ATSC and Clear QAM scans ------------------------------------------------
 
 using AtscScan = DigitalTests;
-
-TEST_F(AtscScan, StopsAtTheFirstChannelWithMovingPicture) {
-    load("atsc");
-    EXPECT_EQ(run(DigitalTVSignalTest, {{"DigitalStartChannel", "2"}, {"DigitalEndChannel", "9"}}), TestResult::PASS());
-    EXPECT_THAT(progress(), ElementsAre("2", "3", "4", "5", "6", "7"));
-    EXPECT_THAT(probe_->reporter.percents, ElementsAre(0, 13, 25, 38, 50, 63, 100)); // rounded share of the range
-    EXPECT_THAT(probe_->eventKeys(), IsEmpty());
-    EXPECT_THAT(clearQamLog(), Contains(HasSubstr("***FramesBeingRendered returned true")));
-    EXPECT_NE(sourceLineOf(clearQamLog(), "returned true"), sourceLineOf(clearQamLog(), "returned false"));
-    EXPECT_THAT(journalArguments("ATSCLocator", "put_PhysicalChannel"), ElementsAre("2", "3", "4", "5", "6", "7"));
-    expectOnlyTheRendererSearchLeaks();
-}
-
-TEST_F(AtscScan, OneChannelWithoutSignalAndNoCableCheckWarnsWithTheRange) {
-    load("atsc");
-    EXPECT_EQ(run(DigitalTVSignalTest, {{"DigitalStartChannel", "30"}, {"DigitalEndChannel", "30"}, {"CheckTVCable", "false"}}),
-              TestResult::NOSIGNAL());
-    EXPECT_THAT(probe_->reporter.percents, ElementsAre(0, 100));
-    ASSERT_THAT(probe_->eventKeys(), ElementsAre("warning:ErrorNoSignalDetected"));
-    EXPECT_EQ(event(0).variables.at("startchannel"), "30");
-    EXPECT_EQ(event(0).variables.at("endchannel"), "30");
-    EXPECT_TRUE(probe_->reporter.prompts.empty());
-}
-
-TEST_F(AtscScan, TheCablePromptIsOfferedOnceAndDecides) {
-    const Parameters range = {{"DigitalStartChannel", "30"}, {"DigitalEndChannel", "31"}};
-    load("atsc");
-    EXPECT_EQ(run(DigitalTVSignalTest, range, {"retry", "retry"}), TestResult::NOSIGNAL());
-    EXPECT_EQ(probe_->reporter.prompts.size(), 1u) << "there is no third pass";
-    EXPECT_THAT(progress(), ElementsAre("30", "31", "30", "31"));
-    EXPECT_THAT(probe_->reporter.percents, ElementsAre(0, 50, -1, 0, 50, 100));
-    load("atsc");
-    EXPECT_EQ(run(DigitalTVSignalTest, range, {"cancel"}), TestResult::USERABORTED());
-    EXPECT_THAT(probe_->eventKeys(), IsEmpty());
-    load("atsc");
-    EXPECT_EQ(run(DigitalTVSignalTest, range, {"skip"}), TestResult::NOSIGNAL());
-    EXPECT_THAT(progress(), ElementsAre("30", "31"));
-}
-
-TEST_F(AtscScan, AStopRequestAfterAChannelWithoutPictureAborts) {
-    load("atsc");
-    probe_->onProgress = [](const qis::String& text) {
-        if (text.endsWith("4")) mirt5::DiagModule::requestStop();
-    };
-    EXPECT_EQ(run(DigitalTVSignalTest, {{"DigitalStartChannel", "2"}, {"DigitalEndChannel", "9"}}), TestResult::USERABORTED());
-    EXPECT_THAT(progress(), ElementsAre("2", "3", "4"));
-}
-
-TEST_F(AtscScan, WithoutAnAtscTuningSpaceTheScanCannotRun) {
-    load(atscCardReceiving(R"({"atsc": {"antenna": [{"physicalChannel": 7}]}})",
-                           R"(, "tuningSpaces": [{"uniqueName": "ATSCCable", "kind": "ATSC", "inputType": "cable"}])"));
-    probe_->parameters = {};
-    EXPECT_EQ(run(ATSCTestWrapper), TestResult::CANNOTRUN());
-    EXPECT_THAT(clearQamLog(), Contains(HasSubstr("! TuningSpace ")));
-}
 
 TEST_F(AtscScan, EachGraphStepFailsInItsOwnStyle) {
     const std::vector<FaultOutcome> rows = {
@@ -263,32 +343,6 @@ TEST_F(AtscScan, EachGraphStepFailsInItsOwnStyle) {
 
 using ClearQamScan = DigitalTests;
 
-TEST_F(ClearQamScan, ProgramsOneToTenOnEachChannelUntilAPicture) {
-    load("atsc");
-    EXPECT_EQ(run(ClearQAMTest), TestResult::PASS());
-    const auto texts = progress();
-    ASSERT_EQ(texts.size(), 33u); // 77-1 ... 80-3
-    EXPECT_EQ(texts[0], "77-1");
-    EXPECT_EQ(texts[9], "77-10");
-    EXPECT_EQ(texts[10], "78-1");
-    EXPECT_EQ(texts.back(), "80-3");
-    EXPECT_THAT(probe_->eventKeys(), IsEmpty());
-    EXPECT_THAT(journalArguments("ATSCLocator", "put_CarrierFrequency").back(), "559250");
-}
-
-// A full scan without a picture: 540 requests in virtual time, much faster than a real card.
-TEST_F(ClearQamScan, AFullScanWithoutPictureRunsInVirtualTimeAndWarns) {
-    load(atscCardReceiving(R"({"clearQam": []})"));
-    EXPECT_EQ(run(ClearQAMTest), TestResult::NOSIGNAL());
-    EXPECT_EQ(requests(), 540u);
-    EXPECT_EQ(progress().back(), "130-10");
-    EXPECT_THAT(probe_->eventKeys(), ElementsAre("warning:ErrorNoSignalQC"));
-    EXPECT_GE(virtualSeconds_, 540 * 2.6);
-    std::printf("[ benchmark ] full Clear QAM scan: %.0f s virtual, %.2f s wall\n", virtualSeconds_, wallSeconds_);
-    EXPECT_EQ(probe_->reporter.percents.front(), 0);
-    EXPECT_EQ(probe_->reporter.percents.back(), 100);
-}
-
 TEST_F(ClearQamScan, AMissingGenericProviderIsAnAssertionNotAResult) {
     load("dvbt");
     EXPECT_EQ(testing::assertionOf([&] { run(ClearQAMTest); }), "NetworkProviderFilter");
@@ -309,67 +363,9 @@ TEST_F(ClearQamScan, TheWrapperThrowsWhereTheAtscPathCannotRunAndARefusedRunCann
     });
 }
 
-TEST_F(ClearQamScan, PercentsFollowTheChannelRoundedAcrossFiftyFour) {
-    load(atscCardReceiving(R"({"clearQam": [{"frequency": 595250, "program": 1}]})")); // channel 86
-    EXPECT_EQ(run(ClearQAMTest), TestResult::PASS());
-    const auto& percents = probe_->reporter.percents;
-    ASSERT_EQ(percents.size(), 92u); // 77-1 ... 86-1, then 100
-    EXPECT_EQ(percents[0], 0);
-    EXPECT_EQ(percents[10], 2) << "78: 1/54 of the way, rounded";
-    EXPECT_EQ(percents[90], 17) << "86: 9/54";
-    EXPECT_EQ(percents.back(), 100);
-}
-
 // ---- the OpenCable receiver ------------------------------------------------------------------
 
 using OcurScan = DigitalTests;
-
-TEST_F(OcurScan, FindsTheCableChannelOnItsOwnTunerAndShowsItForTenSeconds) {
-    load("ocur");
-    EXPECT_EQ(run(DigitalTVSignalTest, {{"DigitalStartChannel", "10"}, {"DigitalEndChannel", "14"}}, {"ok"}), TestResult::PASS());
-    EXPECT_THAT(progress(), ElementsAre("10", "11", "12")) << "one progress line per channel, on the antenna input";
-    EXPECT_EQ(requests(), 6u) << "antenna then cable on each channel";
-    EXPECT_THAT(moduleLog(), Contains(HasSubstr("Couldn't find a compatible Receiver.  Continuing as it is not always required.")));
-    EXPECT_NE(sourceLineOf(moduleLog(), "Couldn't find a compatible Receiver"), sourceLineOf(moduleLog(), "Cleaning up"))
-        << "each line names the statement that wrote it";
-    EXPECT_THAT(journalArguments("FilterGraph", "AddFilter"), Contains("ATI TV Wonder OpenCable Receiver Tuner"));
-    EXPECT_GE(virtualSeconds_, 10.0);
-    EXPECT_EQ(probe_->reporter.percents.back(), 100);
-    expectNothingLeft();
-}
-
-// Ranges that end at the top of the parameters' type end there, on both scans.
-TEST_F(OcurScan, RangesEndingAtTheTopOfTheirTypeEnd) {
-    load("ocur");
-    EXPECT_EQ(run(DigitalTVSignalTest, {{"DigitalStartChannel", "4294967294"}, {"DigitalEndChannel", "4294967295"}, {"CheckTVCable", "false"}},
-                  {"ok"}),
-              TestResult::NOSIGNAL());
-    EXPECT_THAT(progress(), ElementsAre("4294967294", "4294967295"));
-    load("atsc");
-    EXPECT_EQ(run(DigitalTVSignalTest, {{"DigitalStartChannel", "2147483646"}, {"DigitalEndChannel", "2147483647"}, {"CheckTVCable", "false"}}),
-              TestResult::NOSIGNAL());
-    EXPECT_THAT(progress(), ElementsAre("2147483646", "2147483647"));
-}
-
-TEST_F(OcurScan, PercentsCountFromTheChannelNumberAndPassOneHundred) {
-    load("ocur");
-    EXPECT_EQ(run(DigitalTVSignalTest, {{"DigitalStartChannel", "2"}, {"DigitalEndChannel", "4"}, {"CheckTVCable", "false"}}, {"ok"}),
-              TestResult::NOSIGNAL());
-    EXPECT_THAT(probe_->reporter.percents, ElementsAre(100, 150, 200, 100));
-    EXPECT_THAT(moduleLog(), Contains(HasSubstr("Done due to no prompt and retry setting set or max attempts complete")));
-    ASSERT_THAT(probe_->eventKeys(), ElementsAre("warning:ErrorNoSignalWithTip"));
-    EXPECT_EQ(event(0).variables.at("startchannel"), "2");
-    EXPECT_EQ(event(0).variables.at("endchannel"), "4");
-}
-
-TEST_F(OcurScan, AReversedRangeTunesNothingAndARetryFindsNothingAgain) {
-    load("ocur");
-    EXPECT_EQ(run(DigitalTVSignalTest, {{"DigitalStartChannel", "9"}, {"DigitalEndChannel", "3"}}, {"ok", "retry"}),
-              TestResult::NOSIGNAL());
-    EXPECT_EQ(requests(), 0u);
-    EXPECT_EQ(probe_->reporter.prompts.size(), 2u); // the warning and one cable prompt
-    EXPECT_THAT(probe_->eventKeys(), ElementsAre("warning:ErrorNoSignalWithTip"));
-}
 
 TEST_F(OcurScan, GraphStepsUpToTheTunerCannotRunAndLaterOnesFail) {
     const std::vector<FaultOutcome> rows = {
@@ -388,21 +384,6 @@ TEST_F(OcurScan, GraphStepsUpToTheTunerCannotRunAndLaterOnesFail) {
         if (std::string(row.method) == "Run") EXPECT_THAT(moduleLog(), Contains(HasSubstr("ERROR: IMediaControl::Run failed. hr=-2147467259")));
         if (!row.assertion) expectNothingLeft();
     });
-}
-
-TEST_F(OcurScan, TheCablePromptAnswersAndAOneChannelRange) {
-    const Parameters one = {{"DigitalStartChannel", "20"}, {"DigitalEndChannel", "20"}};
-    load("ocur");
-    EXPECT_EQ(run(DigitalTVSignalTest, one, {"ok", "cancel"}), TestResult::USERABORTED());
-    EXPECT_THAT(moduleLog(), Contains(HasSubstr("Done due to user cancel on prompt")));
-    EXPECT_THAT(probe_->eventKeys(), IsEmpty());
-    load("ocur");
-    EXPECT_EQ(run(DigitalTVSignalTest, one, {"ok", "skip"}), TestResult::NOSIGNAL());
-    EXPECT_THAT(moduleLog(), Contains(HasSubstr("Done due to prompting disabled")));
-    EXPECT_THAT(probe_->reporter.percents, ElementsAre(100, 100)) << "a one-channel range counts as done";
-    load("ocur");
-    EXPECT_EQ(run(DigitalTVSignalTest, one, {"ok", "retry"}), TestResult::NOSIGNAL());
-    EXPECT_EQ(requests(), 4u) << "two passes of antenna and cable";
 }
 
 // The warning box itself, as a person sees it: a second thread finds it and presses a button.
@@ -430,63 +411,6 @@ TEST_F(OcurScan, TheWarningIsARealBoxWhoseButtonsDecide) {
 
 using DvbtScan = DigitalTests;
 
-TEST_F(DvbtScan, TheCountrysPlanIsTunedUntilAGoodStreamWithoutProgressTexts) {
-    load("dvbt");
-    EXPECT_EQ(run(DigitalTVSignalTest, {}, {"49"}), TestResult::PASS());
-    EXPECT_THAT(progress(), IsEmpty());
-    EXPECT_THAT(supportedCountryCodes().codes(), ElementsAre(31u, 44u, 49u));
-    ASSERT_EQ(probe_->reporter.prompts.size(), 1u);
-    EXPECT_EQ(probe_->reporter.prompts[0].kind, "countryDialog");
-    EXPECT_THAT(tunerLog(), Contains("Set DVB-T Channel Range: 1-23"));
-    EXPECT_THAT(journalArguments("DVBTNetworkProvider", "put_TuneRequest").back(), HasSubstr("frequency=522000"));
-    EXPECT_THAT(journalArguments("FilterGraph", "RemoveFilter"), Not(IsEmpty())) << "the filters are removed at the end";
-    expectNothingLeft();
-}
-
-TEST_F(DvbtScan, ACancelledCountryDialogAbortsAtOneHundredPercent) {
-    load("dvbt");
-    EXPECT_EQ(run(DigitalTVSignalTest, {}, {"0"}), TestResult::USERABORTED());
-    EXPECT_THAT(probe_->reporter.percents, ElementsAre(100));
-    EXPECT_THAT(tunerLog(), Contains("Exiting due to user abort on country dialog"));
-}
-
-TEST_F(DvbtScan, AOneRecordPlanTunesNothing) {
-    // An unknown country gets the default row: one record per frequency.
-    load(dvbtStickReceiving("", R"({"7": [474000]})"));
-    EXPECT_EQ(run(DigitalTVSignalTest, {{"CheckTVCable", "false"}}, {"7"}), TestResult::NOSIGNAL());
-    EXPECT_EQ(requests(), 0u);
-    ASSERT_THAT(probe_->eventKeys(), ElementsAre("warning:ErrorNoSignalDetected"));
-    EXPECT_EQ(event(0).variables.at("startchannel"), "1");
-    EXPECT_EQ(event(0).variables.at("endchannel"), "0");
-}
-
-TEST_F(DvbtScan, ATwoRecordPlanTunesItsSecondRecordOnly) {
-    load(dvbtStickReceiving("", R"({"7": [474000, 482000]})"));
-    EXPECT_EQ(run(DigitalTVSignalTest, {{"CheckTVCable", "false"}}, {"7"}), TestResult::NOSIGNAL());
-    ASSERT_EQ(requests(), 1u);
-    EXPECT_THAT(journalArguments("*", "put_TuneRequest")[0], HasSubstr("frequency=482000"));
-    EXPECT_THAT(probe_->reporter.percents, ElementsAre(100, 100));
-}
-
-TEST_F(DvbtScan, AnEmptyPlanWrapsRoundAndFails) {
-    load(dvbtStickReceiving("", R"({"7": []})"));
-    EXPECT_EQ(run(DigitalTVSignalTest, {}, {"7"}), TestResult::FAIL());
-    EXPECT_THAT(tunerLog(), Contains("Set DVB-T Channel Range: 1-4294967295"));
-    EXPECT_THAT(probe_->eventKeys(), ElementsAre("error:ErrorCreatingFilterGraph"));
-}
-
-TEST_F(DvbtScan, AnUnreadableGrabberLetsTheTunerDecideButNoStreamDoesNot) {
-    const std::string weakStream = R"({"frequency": 482000, "modulation": "64QAM", "mode": "8K", "guard": "1/32", "lpFecRate": "2/3",
-                                       "bandwidth": 8, "quality": 90, "sampleBytes": 100})";
-    load(dvbtStickReceiving(weakStream, R"({"7": [474000, 482000]})"));
-    EXPECT_EQ(run(DigitalTVSignalTest, {{"CheckTVCable", "false"}}, {"7"}), TestResult::NOSIGNAL()) << "-1 does not ask the tuner";
-    EXPECT_EQ(tvsim::Simulation::current().journal().count("Tuner", "get_SignalPresent"), 0u);
-    load(dvbtStickReceiving(weakStream, R"({"7": [474000, 482000]})"));
-    testing::addFault("SampleGrabber", "CoCreateInstance");
-    EXPECT_EQ(run(DigitalTVSignalTest, {{"CheckTVCable", "false"}}, {"7"}), TestResult::PASS()) << "the tuner's statistics decide";
-    EXPECT_THAT(tunerLog(), Contains("Sample Grabber creation failed"));
-}
-
 TEST_F(DvbtScan, SetUpFailuresUpToTheTunerCannotRunAndLaterOnesFail) {
     const std::vector<FaultOutcome> rows = {
         {"FilterGraph", "CoCreateInstance", 2, nullptr, TestResult::CANNOTRUN(), "warning:ErrorCreatingFilterGraph"},
@@ -511,14 +435,6 @@ TEST_F(DvbtScan, SetUpFailuresUpToTheTunerCannotRunAndLaterOnesFail) {
             EXPECT_THAT(moduleLog(), Contains(HasSubstr("ERROR: LoadFilter failed.  Couldn't find a compatible Receiver.")));
         expectNothingLeft();
     });
-}
-
-TEST_F(DvbtScan, AnOpenCableNameGetsTheTip) {
-    load(dvbtStickReceiving("", R"({"7": [474000, 482000]})", "ATI TV Wonder OpenCable Receiver DVB-T"));
-    probe_->device = system_->device();
-    EXPECT_EQ(run(RunDVBTest, {{"CheckTVCable", "false"}}, {"7"}),
-              TestResult::NOSIGNAL());
-    EXPECT_THAT(probe_->eventKeys(), ElementsAre("warning:ErrorNoSignalWithTip"));
 }
 
 } // namespace

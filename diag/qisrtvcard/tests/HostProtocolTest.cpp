@@ -81,20 +81,33 @@ TEST(Catalogue, JsonListingIsTheCatalogueExactlyAsRegistered) {
         EXPECT_EQ(catalogue["tests"][i], expected) << i;
     }
 
-    std::vector<std::string> parameters;
+    // Parameters, events and strings in order, with their types and English texts.
+    std::vector<std::string> parameters, events, strings;
     for (const auto& p : catalogue["parameters"]) {
-        parameters.push_back(p["name"]);
+        parameters.push_back(p["name"].get<std::string>() + ":" + p["type"].get<std::string>());
         EXPECT_EQ(p["default"], "");
         EXPECT_EQ(p["moduleWide"], p["name"] == "TouchscreenFactor");
         EXPECT_EQ(p["listed"], true);
     }
-    EXPECT_EQ(parameters.size(), 15u);
-    EXPECT_EQ(catalogue["parameters"][14], json::parse(R"({"name": "TouchscreenFactor", "type": "DOUBLE",
-                                                          "default": "", "moduleWide": true, "listed": true})"));
-    EXPECT_EQ(catalogue["events"].size(), 11u);
-    EXPECT_EQ(catalogue["events"][8]["key"], "InfoSignalDetected");
-    EXPECT_EQ(catalogue["localizedStrings"].size(), 11u);
-    EXPECT_EQ(catalogue["localizedStrings"][10]["key"], "ErrorRunFailed");
+    EXPECT_THAT(parameters, ElementsAre("TVStartChannel:UINT32", "TVEndChannel:UINT32", "FMRadioStartChannel:DOUBLE",
+                                        "FMRadioEndChannel:DOUBLE", "MsgBoxTimeout:UINT32", "CheckTVCable:BOOLEAN",
+                                        "StopOnSignal:BOOLEAN", "ChecksPerChannel:UINT32", "SignalType:STRING",
+                                        "DigitalStartChannel:UINT32", "DigitalEndChannel:UINT32", "AskCountryCode1:BOOLEAN",
+                                        "AskCountryCode2:BOOLEAN", "UseMinorChannelTechnique:BOOLEAN", "TouchscreenFactor:DOUBLE"));
+    for (auto [list, keys] : {std::pair{"events", &events}, {"localizedStrings", &strings}})
+        for (const auto& m : catalogue[list]) {
+            keys->push_back(m["key"]);
+            EXPECT_NE(m["text"].get<std::string>().front(), '[') << "no English text for " << m["key"];
+        }
+    EXPECT_THAT(events, ElementsAre("WarningWindowSetupProblem", "WarningDeviceNotFound",
+                                    "WarningHardwareDoesNotSupportAnalogTVCapture", "ErrorCreatingFilterGraph",
+                                    "ErrorRenderingVideoStream", "ErrorNoSignalDetected", "ErrorNoSignal",
+                                    "ErrorNoSignalWithTip", "InfoSignalDetected", "MediaCenterIsRunning", "ErrorNoSignalQC"));
+    EXPECT_THAT(strings, ElementsAre("CheckCableConnectedMessage", "CheckCableConnectedTitle", "TestingChannel",
+                                     "DefaultName", "PleaseSelectCountry", "OKButton", "CaptureToFileTitle",
+                                     "CaptureToScreenTitle", "OCURWarningMessage", "DigitalSignalTestWndTitle",
+                                     "ErrorRunFailed"));
+    EXPECT_THAT(catalogue["events"][5]["text"].get<std::string>(), HasSubstr("channels {startchannel} to {endchannel}."));
 }
 
 TEST(Catalogue, TestsOfferedDependOnVendorRulesQamPropertyAndCapabilities) {
@@ -320,26 +333,7 @@ TEST(Console, AnEventWithoutItsVariableShowsTheTextWithoutIt) {
 struct BadInput {
     const char* arguments;
     const char* says;
-};
-
-// Device and scenario files that cannot be used, by name.
-const std::map<std::string, std::string> kBadFiles = {
-    {"dev-name", R"({"name": 5})"},
-    {"dev-array", "[1, 2]"},
-    {"dev-props", R"({"name": "x", "properties": []})"},
-    {"dev-cap", R"({"name": "x", "capabilities": [7]})"},
-    {"dev-propval", R"({"name": "x", "properties": {"A": 1}})"},
-    {"empty", ""},
-    {"sc-kind", R"({"device": {"name": "x"}, "filters": {"f": {"kind": "warpDrive"}}})"},
-    {"sc-device", R"({"device": 3})"},
-    {"sc-fault", R"({"device": {"name": "x"}, "faults": [{"object": "a", "method": "b", "result": "E_NOPE"}]})"},
-    {"sc-dupspace", R"({"device": {"name": "x"}, "tuningSpaces": [{"uniqueName": "A", "kind": "ATSC"}, {"uniqueName": "A", "kind": "ATSC"}]})"},
-    {"sc-map", R"({"device": {"name": "x"}, "frequencyMaps": {"de": [1]}})"},
-    {"sc-filterref", R"({"device": {"name": "x"}, "categories": {"BDANetworkTuner": [{"filter": "nope"}]}})"},
-    {"sc-guard", R"({"device": {"name": "x"}, "filters": {"t": {"kind": "bdaTuner", "receives": {"dvbt": [{"frequency": 1, "guard": "1/3"}]}}}})"},
-    {"sc-truncated", R"({"device": {"name": "x"}, "filters": {)"},
-    {"dev-bignum", R"({"name": "x", "size": 2.9e40288})"},
-    {"sc-bignum", R"({"device": {"name": "x"}, "processes": [1e999]})"},
+    const char* file = nullptr; // the text of a device or scenario file that "@file" names
 };
 
 class BadCommandLine : public ::testing::TestWithParam<BadInput> {};
@@ -358,12 +352,7 @@ TEST_P(BadCommandLine, OneLineNamingTheFaultAndUsageExitCode) {
     for (auto [marker, value] : {std::pair{"@all", all}, {"@excluded", excluded}, {"@malformed", malformed},
                                  {"@unknowncap", unknownCapability}, {"@written", "\"" + written.string() + "\""}})
         if (const auto at = arguments.find(marker); at != std::string::npos) arguments.replace(at, strlen(marker), value);
-    // "@file:NAME" stands for a file of that name holding the text of kBadFiles.
-    if (const auto at = arguments.find("@file:"); at != std::string::npos) {
-        const auto end = arguments.find(' ', at);
-        const std::string name = arguments.substr(at + 6, end == std::string::npos ? std::string::npos : end - at - 6);
-        arguments.replace(at, 6 + name.size(), deviceFile(name, kBadFiles.at(name)));
-    }
+    if (const auto at = arguments.find("@file"); at != std::string::npos) arguments.replace(at, 5, deviceFile("bad", GetParam().file));
 
     const Outcome outcome = runModule(arguments);
     EXPECT_EQ(outcome.code, 64u) << arguments;
@@ -386,46 +375,43 @@ INSTANTIATE_TEST_SUITE_P(
         BadInput{"--test FMRadioTest --device @all --param Bogus=1", "Bogus"},
         BadInput{"--test FMRadioTest --device @all --param TVStartChannel=2", "does not belong"},
         BadInput{"--test FMRadioTest --device @all --param StopOnSignal=true", "ChecksPerChannel"},
-        BadInput{"--test FMRadioTest --device @all --param StopOnSignal=maybe --param ChecksPerChannel=1 "
-                 "--param FMRadioStartChannel=88 --param FMRadioEndChannel=108", "\"maybe\""},
-        BadInput{"--test FMRadioTest --device @all --param StopOnSignal=1 --param ChecksPerChannel=abc "
-                 "--param FMRadioStartChannel=88 --param FMRadioEndChannel=108", "ChecksPerChannel"},
-        BadInput{"--test FMRadioTest --device @all --param StopOnSignal=1 --param ChecksPerChannel=-1 "
-                 "--param FMRadioStartChannel=88 --param FMRadioEndChannel=108", "\"-1\""},
-        BadInput{"--test FMRadioTest --device @all --param StopOnSignal=1 --param ChecksPerChannel=4294967296 "
-                 "--param FMRadioStartChannel=88 --param FMRadioEndChannel=108", "4294967296"},
-        BadInput{"--test FMRadioTest --device @all --param StopOnSignal=1 --param ChecksPerChannel= "
-                 "--param FMRadioStartChannel=88 --param FMRadioEndChannel=108", "empty value"},
-        BadInput{"--test FMRadioTest --device @all --param StopOnSignal=1 --param ChecksPerChannel=1 "
-                 "--param FMRadioStartChannel=1.2.3 --param FMRadioEndChannel=108", "1.2.3"},
-        BadInput{"--test FMRadioTest --device @all --param StopOnSignal=1 --param ChecksPerChannel=1 "
-                 "--param FMRadioStartChannel=nan --param FMRadioEndChannel=108", "nan"},
-        BadInput{"--test FMRadioTest --device @all --param StopOnSignal=1 --param ChecksPerChannel=1 "
-                 "--param FMRadioStartChannel=88 --param FMRadioEndChannel=inf", "inf"},
+        BadInput{"--sim --test FMRadioTest --param StopOnSignal=maybe", "\"maybe\""},
+        BadInput{"--sim --test FMRadioTest --param ChecksPerChannel=abc", "ChecksPerChannel"},
+        BadInput{"--sim --test FMRadioTest --param ChecksPerChannel=-1", "\"-1\""},
+        BadInput{"--sim --test FMRadioTest --param ChecksPerChannel=4294967296", "4294967296"},
+        BadInput{"--sim --test FMRadioTest --param ChecksPerChannel=", "empty value"},
+        BadInput{"--sim --test FMRadioTest --param FMRadioStartChannel=1.2.3 --param FMRadioEndChannel=108", "1.2.3"},
+        BadInput{"--sim --test FMRadioTest --param FMRadioStartChannel=nan --param FMRadioEndChannel=108", "nan"},
+        BadInput{"--sim --test FMRadioTest --param FMRadioStartChannel=88 --param FMRadioEndChannel=inf", "inf"},
         BadInput{"--test FMRadioTest --device @all --param StopOnSignal", "NAME=VALUE"},
-        BadInput{"--test FMRadioTest --device @all --answer perhaps --param StopOnSignal=1 --param ChecksPerChannel=1 "
+        BadInput{"--sim --test FMRadioTest --answer perhaps --param StopOnSignal=1 --param ChecksPerChannel=1 "
                  "--param FMRadioStartChannel=88 --param FMRadioEndChannel=108", "perhaps"},
         BadInput{"--list --log-level 9", "--log-level"},
         BadInput{"--list --log-dir no-such-directory", "no-such-directory"},
         BadInput{"--list --test FMRadioTest", "--list"},
         BadInput{"--sim no-such-scenario.json --list", "no-such-scenario.json"},
         BadInput{"--realtime --list", "--realtime needs --sim"},
-        BadInput{"--device @file:dev-name --list", "/name: expected a string"},
-        BadInput{"--device @file:dev-array --list", "expected a JSON object"},
-        BadInput{"--device @file:dev-props --list", "/properties: expected an object"},
-        BadInput{"--device @file:dev-cap --list", "/capabilities/0: expected a string"},
-        BadInput{"--device @file:dev-propval --list", "/properties/A: expected a string"},
-        BadInput{"--device @file:empty --list", "line 1, column 1"},
-        BadInput{"--sim @file:sc-kind --list", "/filters/f/kind: unknown filter kind"},
-        BadInput{"--sim @file:sc-device --list", "/device: expected an object"},
-        BadInput{"--sim @file:sc-fault --list", "/faults/0/result"},
-        BadInput{"--sim @file:sc-dupspace --list", "/tuningSpaces/1/uniqueName"},
-        BadInput{"--sim @file:sc-map --list", "/frequencyMaps/de"},
-        BadInput{"--sim @file:sc-filterref --list", "/categories/BDANetworkTuner/0/filter"},
-        BadInput{"--sim @file:sc-guard --list", "/filters/t/receives/dvbt/0/guard"},
-        BadInput{"--sim @file:sc-truncated --list", "sc-truncated"},
-        BadInput{"--device @file:dev-bignum --list", "number overflow"},
-        BadInput{"--sim @file:sc-bignum --list", "number overflow"},
+        BadInput{"--device @file --list", "/name: expected a string", R"({"name": 5})"},
+        BadInput{"--device @file --list", "expected a JSON object", "[1, 2]"},
+        BadInput{"--device @file --list", "/properties: expected an object", R"({"name": "x", "properties": []})"},
+        BadInput{"--device @file --list", "/capabilities/0: expected a string", R"({"name": "x", "capabilities": [7]})"},
+        BadInput{"--device @file --list", "/properties/A: expected a string", R"({"name": "x", "properties": {"A": 1}})"},
+        BadInput{"--device @file --list", "line 1, column 1", ""},
+        BadInput{"--sim @file --list", "/filters/f/kind: unknown filter kind",
+                 R"({"device": {"name": "x"}, "filters": {"f": {"kind": "warpDrive"}}})"},
+        BadInput{"--sim @file --list", "/device: expected an object", R"({"device": 3})"},
+        BadInput{"--sim @file --list", "/faults/0/result",
+                 R"({"device": {"name": "x"}, "faults": [{"object": "a", "method": "b", "result": "E_NOPE"}]})"},
+        BadInput{"--sim @file --list", "/tuningSpaces/1/uniqueName",
+                 R"({"device": {"name": "x"}, "tuningSpaces": [{"uniqueName": "A", "kind": "ATSC"}, {"uniqueName": "A", "kind": "ATSC"}]})"},
+        BadInput{"--sim @file --list", "/frequencyMaps/de", R"({"device": {"name": "x"}, "frequencyMaps": {"de": [1]}})"},
+        BadInput{"--sim @file --list", "/categories/BDANetworkTuner/0/filter",
+                 R"({"device": {"name": "x"}, "categories": {"BDANetworkTuner": [{"filter": "nope"}]}})"},
+        BadInput{"--sim @file --list", "/filters/t/receives/dvbt/0/guard",
+                 R"({"device": {"name": "x"}, "filters": {"t": {"kind": "bdaTuner", "receives": {"dvbt": [{"frequency": 1, "guard": "1/3"}]}}}})"},
+        BadInput{"--sim @file --list", "bad.json", R"({"device": {"name": "x"}, "filters": {)"},
+        BadInput{"--device @file --list", "number overflow", R"({"name": "x", "size": 2.9e40288})"},
+        BadInput{"--sim @file --list", "number overflow", R"({"device": {"name": "x"}, "processes": [1e999]})"},
         BadInput{"--test", "--test"},
         BadInput{"--device", "--device"},
         BadInput{"--param", "--param"},

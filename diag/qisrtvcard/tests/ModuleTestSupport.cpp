@@ -186,6 +186,30 @@ std::vector<std::string> ModuleRun::progress() const {
     return channels;
 }
 
+void ModuleRun::expectRuns(const std::vector<WholeRun>& rows) {
+    for (const WholeRun& row : rows) {
+        SCOPED_TRACE(row.what);
+        load(row.scenario);
+        qis::LogFactory::setPriority(qis::LogPriority::Debug);
+        if (row.before) row.before();
+        EXPECT_EQ(run(row.entry, row.parameters, row.answers), row.result);
+        EXPECT_EQ(probe_->eventKeys(), row.events);
+        for (const auto& [name, value] : row.variables)
+            if (!probe_->reporter.events.empty()) EXPECT_EQ(event(0).variables.at(qis::String(name)).utf8(), value) << name;
+        if (row.channels) EXPECT_EQ(progress(), *row.channels);
+        if (row.percents) EXPECT_EQ(probe_->reporter.percents, *row.percents);
+        for (const auto& [category, line] : row.logged) EXPECT_THAT(probe_->logLines(category), ::testing::Contains(line));
+        if (row.prompts >= 0) EXPECT_EQ(probe_->reporter.prompts.size(), static_cast<std::size_t>(row.prompts));
+        if (row.more) row.more();
+    }
+}
+
+void ModuleRun::stopAt(const std::string& channel) {
+    probe_->onProgress = [channel](const qis::String& text) {
+        if (text.endsWith(qis::String(channel))) mirt5::DiagModule::requestStop();
+    };
+}
+
 std::ostream& operator<<(std::ostream& out, const RunCase& c) { return out << c.name << " on " << c.scenario; }
 
 std::string caseName(const ::testing::TestParamInfo<RunCase>& info) {

@@ -7,9 +7,11 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "mirt5/DiagModule.h"
@@ -110,12 +112,34 @@ using Entry = mirt5::TestResult (*)(const mirt5::DiagDevice&);
 using Parameters = std::map<std::string, std::string>;
 using Answers = std::vector<qis::String>;
 
+// One whole run of a test on a card and what a host sees of it; what a row leaves unset is not
+// checked. `before` runs between loading and running (faults, a stop), `more` after the checks.
+struct WholeRun {
+    const char* what;
+    std::string scenario;
+    Entry entry;
+    Parameters parameters;
+    Answers answers;
+    mirt5::TestResult result;
+    std::vector<std::string> events;               // "warning:Key", in order
+    std::map<std::string, std::string> variables;  // of the first event
+    std::optional<std::vector<std::string>> channels; // the progress lines' "channel"
+    std::optional<std::vector<int>> percents;
+    std::vector<std::pair<const char*, ::testing::Matcher<const std::string&>>> logged; // category, a line it holds
+    int prompts = -1;
+    std::function<void()> before = {}, more = {};
+};
+
 // A test of the module on a virtual card: `load` a scenario, then `run` an entry on it.
 class ModuleRun : public ::testing::Test {
 protected:
     void TearDown() override;
     void load(const std::string& scenario);
     mirt5::TestResult run(Entry entry, Parameters parameters = {}, Answers answers = {});
+    // Loads and runs each row at debug log level and checks what it shows.
+    void expectRuns(const std::vector<WholeRun>& rows);
+    // Raises a stop when the progress line of this channel is reported.
+    void stopAt(const std::string& channel);
     // The "channel" variable of each progress line, in order.
     std::vector<std::string> progress() const;
     const mirt5::RecordedEvent& event(std::size_t i) const { return probe_->reporter.events.at(i); }
