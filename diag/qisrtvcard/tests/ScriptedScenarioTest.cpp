@@ -144,11 +144,11 @@ INSTANTIATE_TEST_SUITE_P(
                              {89000000, 89200000, 89400000}}),
     [](const auto& info) { return std::string(info.param.name); });
 
+const char* kDvbtTest = " --test DigitalTVSignalTest --param MsgBoxTimeout=30 --param CheckTVCable=true --param DigitalStartChannel=2"
+                        " --param DigitalEndChannel=69 --param UseMinorChannelTechnique=false";
+
 TEST(CountryPrompt, ListsTheCountriesTheTunerSupportsInTheListsOrderWithThePreselectedOne) {
-    const ScriptedRun run = runScripted("dvbt-countries", builtIn("dvbt"),
-                                        "--test DigitalTVSignalTest --param MsgBoxTimeout=30 --param CheckTVCable=true "
-                                        "--param DigitalStartChannel=2 --param DigitalEndChannel=69 "
-                                        "--param UseMinorChannelTechnique=false --answer 49");
+    const ScriptedRun run = runScripted("dvbt-countries", builtIn("dvbt"), std::string(kDvbtTest) + " --answer 49");
     EXPECT_EQ(run.result(), "PASS") << run.outcome.err;
     const auto prompts = run.hostLines("prompt");
     ASSERT_EQ(prompts.size(), 1u);
@@ -166,6 +166,20 @@ TEST(CountryPrompt, ListsTheCountriesTheTunerSupportsInTheListsOrderWithThePrese
     EXPECT_EQ(opened[0]["arguments"]["choices"], 3);
     EXPECT_EQ(answered[0]["arguments"]["code"], 49);
     EXPECT_EQ(answered[0]["arguments"]["source"], "answer");
+}
+
+TEST(CountryPrompt, ACountryTheMapAcceptsWithoutAChannelListFailsTheDvbtTest) {
+    json scenario = builtIn("dvbt");
+    scenario["frequencyMapCountries"] = {49, 44, 31, 33};
+    const ScriptedRun run = runScripted("dvbt-france", scenario, std::string("--log-level 0") + kDvbtTest + " --answer 33");
+    EXPECT_EQ(run.result(), "FAIL") << run.outcome.err;
+    const auto prompts = run.hostLines("prompt");
+    ASSERT_EQ(prompts.size(), 1u);
+    EXPECT_EQ(prompts[0]["choices"].size(), 4u) << "France is offered";
+    const auto logs = run.hostLines("log");
+    EXPECT_TRUE(std::any_of(logs.begin(), logs.end(), [](const json& l) {
+        return l["text"].get<std::string>().find("ERROR: IFrequencyMap:get_DefaultFrequencyMapping failed. hr=") != std::string::npos;
+    })) << run.outcome.out;
 }
 
 } // namespace

@@ -162,11 +162,11 @@ public:
     }
     STDMETHODIMP put_CountryCode(ULONG code) override {
         return call("put_CountryCode", [&]() -> HRESULT {
-            const auto& maps = Simulation::current().scenario().frequencyMaps;
-            const auto found = maps.find(code);
-            if (found == maps.end()) return E_INVALIDARG;
+            const Scenario& scenario = Simulation::current().scenario();
+            const auto found = scenario.frequencyMaps.find(code);
+            if (!acceptedCountries().count(code)) return E_INVALIDARG;
             country_ = code;
-            mapping_ = found->second;
+            mapping_ = found == scenario.frequencyMaps.end() ? std::vector<unsigned long>() : found->second;
             return S_OK;
         }, Arguments().with("countryCode", static_cast<long long>(code)));
     }
@@ -184,8 +184,10 @@ public:
     }
     STDMETHODIMP get_CountryCodeList(ULONG* count, ULONG** list) override {
         return call("get_CountryCodeList", [&] {
+            const Scenario& scenario = Simulation::current().scenario();
+            if (scenario.frequencyMapCountries) return taskMemList(*scenario.frequencyMapCountries, count, list);
             std::vector<unsigned long> codes;
-            for (const auto& entry : Simulation::current().scenario().frequencyMaps) codes.push_back(entry.first);
+            for (const auto& entry : scenario.frequencyMaps) codes.push_back(entry.first);
             return taskMemList(codes, count, list);
         });
     }
@@ -205,6 +207,14 @@ private:
     }
 
     const DigitalChannelSpec* receiving() const;
+
+    static std::set<unsigned long> acceptedCountries() {
+        const Scenario& scenario = Simulation::current().scenario();
+        if (scenario.frequencyMapCountries) return {scenario.frequencyMapCountries->begin(), scenario.frequencyMapCountries->end()};
+        std::set<unsigned long> codes;
+        for (const auto& entry : scenario.frequencyMaps) codes.insert(entry.first);
+        return codes;
+    }
 
     ProviderKind kind_;
     SimPin* output_;

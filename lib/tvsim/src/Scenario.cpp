@@ -540,7 +540,7 @@ Scenario parseScenario(const std::string& text, const qis::String& origin) {
     }
     const Node root(document, "", origin);
     root.allowOnly({"name", "device", "processes", "categories", "filters", "faults", "description", "converters", "tuningSpaces",
-                    "frequencyMaps", "stop", "values"});
+                    "frequencyMaps", "frequencyMapCountries", "stop", "values"});
     Scenario scenario;
     readIf(root, "name", scenario.name, [](const Node& n) { return n.text(); });
     scenario.device = readDevice(root.required("device"));
@@ -571,6 +571,13 @@ Scenario parseScenario(const std::string& text, const qis::String& origin) {
         for (const auto& [key, node] : maps->members()) {
             auto& list = scenario.frequencyMaps[countryCodeKey(key, node)];
             for (const auto& f : node.items()) list.push_back(static_cast<unsigned long>(positive(f)));
+        }
+    }
+    if (auto countries = root.field("frequencyMapCountries")) {
+        scenario.frequencyMapCountries.emplace();
+        for (const auto& code : countries->items()) {
+            if (code.integer() <= 0) code.fail("expected a country code (a telephone calling code such as 49)");
+            scenario.frequencyMapCountries->push_back(static_cast<unsigned long>(code.integer()));
         }
     }
     if (auto faults = root.field("faults"))

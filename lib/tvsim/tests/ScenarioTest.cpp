@@ -74,6 +74,7 @@ TEST(ScenarioErrors, NameTheJsonPathOfTheFault) {
     EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "stop": {"object": "*"}})"), HasSubstr("/stop: expected \"method\" or \"atMs\""));
     EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "stop": {"method": "m", "call": 0}})"), HasSubstr("/stop/call: expected a call number"));
     EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "stop": {"atMs": -1}})"), HasSubstr("/stop/atMs"));
+    EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "frequencyMapCountries": [49, 0]})"), HasSubstr("/frequencyMapCountries/1: expected a country code"));
     EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "values": [{"method": "m", "values": [1, "on"]}]})"),
                 HasSubstr("/values/0/values/1: expected a whole number"));
     EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "faults": [{"object": "a", "method": "b", "arguments": {"x": true}}]})"),

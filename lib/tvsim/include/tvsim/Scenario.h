@@ -184,6 +184,9 @@ struct Scenario {
     std::vector<TuningSpaceSpec> tuningSpaces = defaultTuningSpaces();
     // Country code (E.164) -> DVB-T centre frequencies in kHz, in the order IFrequencyMap gives them.
     std::map<unsigned long, std::vector<unsigned long>> frequencyMaps;
+    // The codes the frequency map accepts and lists, when they differ from those it has a
+    // mapping for (a tuner that knows a country but has no channel list for it); in this order.
+    std::optional<std::vector<unsigned long>> frequencyMapCountries;
     std::optional<StopRule> stop;
     std::vector<ValueScript> values;
 };
