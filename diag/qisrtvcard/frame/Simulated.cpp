@@ -31,7 +31,8 @@ class Installation {
 public:
     Installation(tvsim::Scenario scenario, const mirt5::SimulationRequest& request)
         : journalFile_(openJournal(request.journal)),
-          simulation_(std::move(scenario), tvsim::Simulation::Options{request.realtime, [] { mirt5::DiagModule::requestStop(); }}),
+          simulation_(std::move(scenario),
+                      tvsim::Simulation::Options{request.realtime, [] { mirt5::DiagModule::requestStop(); }, !request.journal.isEmpty()}),
           factory_(setComFactory(tvsim::createInstance)),
           initializer_(tunekit::setComInitializer(tvsim::initializeCom)),
           uninitializer_(tunekit::setComUninitializer(tvsim::uninitializeCom)),

@@ -76,6 +76,18 @@ TEST(Journal, AClearQamScanWithoutASignalTunes540RequestsOverTheDesignedWaits) {
     EXPECT_EQ(run.calls("CoUninitialize").size(), initialised.size());
 }
 
+TEST(Journal, ShowsTheWindowsAPersonWouldHaveSeen) {
+    const ScriptedRun run = runScripted("screen-windows", builtIn("hybrid"), "--test CaptureToScreenTest");
+    EXPECT_EQ(run.result(), "PASS") << run.outcome.err;
+    std::vector<std::string> seen;
+    for (const auto& record : run.journal)
+        if (record["object"] == "window")
+            seen.push_back(record["method"].get<std::string>() + " " + record["arguments"]["title"].get<std::string>() + " at " +
+                           record["time"].dump());
+    EXPECT_THAT(seen, ElementsAreArray({"created Capture to Screen Test at 0", "shown Capture to Screen Test at 0",
+                                        "hidden Capture to Screen Test at 3002", "destroyed Capture to Screen Test at 3002"}));
+}
+
 TEST(Journal, IsRefusedWithoutTheVirtualSystemOrWhenItCannotBeCreated) {
     const Outcome without = runModule("--test ClearQAMTest --journal j.jsonl");
     EXPECT_EQ(without.code, 64u);

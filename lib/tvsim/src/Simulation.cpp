@@ -25,10 +25,12 @@ Simulation::Simulation(Scenario scenario, Options options) : scenario_(std::move
     started_ = clock().now();
     journal_.setClock([this] { return std::chrono::duration_cast<std::chrono::milliseconds>(elapsed()).count(); });
     if (scenario_.stop && options_.requestStop) journal_.addObserver([this](const Call& call) { watchForStop(call); });
+    if (options_.journalWindows) windows_ = std::make_unique<WindowWatch>(journal_);
     g_current = this;
 }
 
 Simulation::~Simulation() {
+    windows_.reset();
     g_current = nullptr;
     qis::System::setClock(previousClock_);
 }
@@ -94,6 +96,7 @@ HRESULT Simulation::createInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD, REFII
     if (!object) return E_POINTER;
     *object = nullptr;
     if (outer) return CLASS_E_NOAGGREGATION;
+    noticeThread();
     const SimClass* simClass = findClass(clsid);
     HRESULT result = REGDB_E_CLASSNOTREG;
     if (simClass) {

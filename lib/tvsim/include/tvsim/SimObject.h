@@ -18,6 +18,7 @@ namespace tvsim {
 template <class Body>
 HRESULT journaledCall(const qis::String& object, const char* method, Body&& body, const Arguments& arguments = {}) {
     Simulation& simulation = Simulation::current();
+    simulation.noticeThread();
     if (const auto fault = simulation.faults().check(object, method, arguments.named())) {
         const HRESULT injected = fault->kind == FaultKind::Fail ? static_cast<HRESULT>(fault->result) : S_OK;
         simulation.journal().record(makeCall(object, method, arguments, static_cast<std::int32_t>(injected), true));

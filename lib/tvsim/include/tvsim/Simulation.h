@@ -14,6 +14,7 @@
 #include "tvsim/Faults.h"
 #include "tvsim/Journal.h"
 #include "tvsim/Scenario.h"
+#include "tvsim/WindowWatch.h"
 
 namespace tvsim {
 
@@ -29,6 +30,7 @@ public:
     struct Options {
         bool realtime = false; // wall-clock time instead of virtual time, for watching the window
         std::function<void()> requestStop = {}; // what the scenario's stop request does
+        bool journalWindows = false;            // journal the windows of the threads that call the system
     };
 
     // Installs itself as the current simulation and its clock as the foundation's clock; the
@@ -53,6 +55,12 @@ public:
     void untrack(SimObjectBase* object);
     std::vector<LiveObject> liveObjects() const;
 
+    // Called on every call into the system: starts watching the calling thread's windows when
+    // they are journaled.
+    void noticeThread() {
+        if (windows_) windows_->watchThisThread();
+    }
+
     // The value the scenario scripts for this call of the method, counting the call; nothing
     // when the method is not scripted or its list is used up.
     std::optional<long> scriptedValue(const qis::String& object, const char* method);
@@ -72,6 +80,7 @@ private:
     mutable std::mutex mutex_;
     std::set<SimObjectBase*> live_;
     std::map<std::pair<qis::String, qis::String>, std::size_t> scriptedCalls_;
+    std::unique_ptr<WindowWatch> windows_;
     unsigned stopCalls_ = 0;
     bool stopSent_ = false;
 
