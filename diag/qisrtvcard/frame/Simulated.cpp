@@ -41,8 +41,12 @@ public:
         promptWatcher_ = mirt5::DiagModule::setPromptWatcher([this](const mirt5::Prompt& prompt, const mirt5::PromptAnswer* answer) {
             simulation_.journal().record(promptCall(prompt, answer));
         });
+        logWatcher_ = qis::LogFactory::setFileWatcher([this](const qis::String& path, bool opened) {
+            simulation_.journal().record(tvsim::makeCall("log", "opened", tvsim::Arguments().with("file", path), opened ? S_OK : E_FAIL, false));
+        });
     }
     ~Installation() {
+        qis::LogFactory::setFileWatcher(std::move(logWatcher_));
         mirt5::DiagModule::setPromptWatcher(std::move(promptWatcher_));
         setToolhelp(toolhelp_);
         tunekit::setComUninitializer(uninitializer_);
@@ -70,6 +74,7 @@ private:
     tunekit::ComInitializer initializer_;
     tunekit::ComUninitializer uninitializer_;
     mirt5::DiagModule::PromptWatcher promptWatcher_;
+    qis::LogFactory::FileWatcher logWatcher_;
     const ToolhelpApi* toolhelp_;
 };
 

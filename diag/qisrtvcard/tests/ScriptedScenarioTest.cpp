@@ -192,6 +192,11 @@ TEST(CountryPrompt, ACountryTheMapAcceptsWithoutAChannelListFailsTheDvbtTest) {
     EXPECT_TRUE(std::any_of(logs.begin(), logs.end(), [](const json& l) {
         return l["text"].get<std::string>().find("ERROR: IFrequencyMap:get_DefaultFrequencyMapping failed. hr=") != std::string::npos;
     })) << run.outcome.out;
+    // At the lowest level the tuner library's log is opened during the run, and the journal says so.
+    const auto opened = run.calls("opened");
+    EXPECT_TRUE(std::any_of(opened.begin(), opened.end(), [](const json& r) {
+        return r["object"] == "log" && r["arguments"]["file"].get<std::string>().ends_with("libTunekit.log");
+    })) << run.journal.size();
 }
 
 } // namespace

@@ -19,6 +19,7 @@ struct LogState {
     int nextSinkId = 1;
     String directory = ".";
     std::shared_ptr<LogFile> defaultFile;
+    LogFactory::FileWatcher fileWatcher;
 };
 
 LogState& state() {
@@ -52,6 +53,12 @@ void LogFile::write(const LogRecord& record) {
         auto file = std::make_unique<std::ofstream>(FileSystem::toPath(path()), std::ios::app);
         if (*file) stream_ = std::move(file);
         else openFailed_ = true; // a log that cannot be written must not stop a test
+        LogFactory::FileWatcher watcher;
+        {
+            std::lock_guard stateLock(state().mutex);
+            watcher = state().fileWatcher;
+        }
+        if (watcher) watcher(path(), stream_ != nullptr);
     }
     if (!stream_) return;
     *stream_ << timestamp() << ' ' << record.priority << ' ' << record.category << ": " << record.text << '\n';
@@ -66,6 +73,13 @@ void Logger::log(int priority, const String& text) {
 }
 
 void Logger::log(int priority, const LoggerStream& line) { log(priority, line.str()); }
+
+LogFactory::FileWatcher LogFactory::setFileWatcher(FileWatcher watcher) {
+    LogState& s = state();
+    std::lock_guard lock(s.mutex);
+    std::swap(s.fileWatcher, watcher);
+    return watcher;
+}
 
 void LogFactory::createLogger(const String& category, Logger** handle) {
     LogState& s = state();

@@ -89,6 +89,10 @@ public:
     static int addSink(Sink sink);
     static void removeSink(int id);
 
+    // Told of each log file as it is first opened (or fails to open), with its path; empty for none.
+    using FileWatcher = std::function<void(const String& path, bool opened)>;
+    static FileWatcher setFileWatcher(FileWatcher watcher);
+
     static void dispatch(const Logger& logger, const std::shared_ptr<LogFile>& file, const LogRecord& record);
 };
 
