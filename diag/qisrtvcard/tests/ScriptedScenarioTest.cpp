@@ -156,6 +156,35 @@ INSTANTIATE_TEST_SUITE_P(
                              {89000000, 89200000, 89400000}}),
     [](const auto& info) { return std::string(info.param.name); });
 
+// With the AVI writer refused, the capture falls back to an MPEG-2 file writer, if one is installed.
+struct WriterCase {
+    const char* name;
+    bool mpeg2FileWriter;
+    const char* result;
+    std::vector<std::string> attempts; // SetOutputFileName's subtype and result, in order
+};
+
+class FileWriterFallback : public ::testing::TestWithParam<WriterCase> {};
+
+TEST_P(FileWriterFallback, TriesTheMpeg2WriterAfterTheAviOne) {
+    json scenario = builtIn("hybrid");
+    scenario["mpeg2FileWriter"] = GetParam().mpeg2FileWriter;
+    scenario["faults"] = json::array({{{"object", "*"}, {"method", "SetOutputFileName"}, {"arguments", {{"subtype", "MEDIASUBTYPE_Avi"}}}}});
+    const ScriptedRun run = runScripted(std::string("writer-") + GetParam().name, scenario, "--test CaptureToFileTest");
+    EXPECT_EQ(run.result(), GetParam().result) << run.outcome.err;
+    std::vector<std::string> attempts;
+    for (const auto& call : run.calls("SetOutputFileName"))
+        attempts.push_back(call["arguments"]["subtype"].get<std::string>() + " " + call["result"].get<std::string>());
+    EXPECT_EQ(attempts, GetParam().attempts);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    CaptureToFile, FileWriterFallback,
+    ::testing::Values(WriterCase{"Installed", true, "PASS", {"MEDIASUBTYPE_Avi E_FAIL", "{7DC2C665-4033-4CAF-9273-F7D797FB245C} S_OK"}},
+                      WriterCase{"Absent", false, "FAIL",
+                                 {"MEDIASUBTYPE_Avi E_FAIL", "{7DC2C665-4033-4CAF-9273-F7D797FB245C} REGDB_E_CLASSNOTREG"}}),
+    [](const auto& info) { return std::string(info.param.name); });
+
 const char* kDvbtTest = " --test DigitalTVSignalTest --param MsgBoxTimeout=30 --param CheckTVCable=true --param DigitalStartChannel=2"
                         " --param DigitalEndChannel=69 --param UseMinorChannelTechnique=false";
 

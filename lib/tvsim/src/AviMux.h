@@ -15,7 +15,7 @@ namespace tvsim {
 // next as soon as every input is connected.
 class AviMux final : public PinSetFilter {
 public:
-    AviMux() : PinSetFilter("AviMux", CLSID_AviDest) {
+    explicit AviMux(qis::String name = "AviMux", const CLSID& clsid = CLSID_AviDest) : PinSetFilter(std::move(name), clsid) {
         addInput();
         listPin("AVI Out", PINDIR_OUTPUT, {makeType(MEDIATYPE_Stream, MEDIASUBTYPE_Avi, GUID_NULL)});
     }

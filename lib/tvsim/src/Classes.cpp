@@ -26,6 +26,7 @@ const SimClass kClasses[] = {
     {&tunekit::CLSID_ATSCQAMNetworkProvider, "ATSCQAMNetworkProvider", createAtscQamNetworkProvider},
     {&CLSID_DVBTNetworkProvider, "DVBTNetworkProvider", createDvbtNetworkProvider},
     {&tunekit::CLSID_SampleGrabber, "SampleGrabber", createSampleGrabber},
+    {&kMpeg2FileWriterClsid, "MPEG2FileWriter", createMpeg2FileWriter, [](const Scenario& s) { return s.mpeg2FileWriter; }},
 };
 
 } // namespace

@@ -98,6 +98,7 @@ HRESULT Simulation::createInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD, REFII
     if (outer) return CLASS_E_NOAGGREGATION;
     noticeThread();
     const SimClass* simClass = findClass(clsid);
+    if (simClass && simClass->installed && !simClass->installed(scenario_)) simClass = nullptr;
     HRESULT result = REGDB_E_CLASSNOTREG;
     if (simClass) {
         if (const auto fault = faults_.check(simClass->name, "CoCreateInstance")) {

@@ -3,6 +3,7 @@
 
 #include "tunekit/ComPtr.h"
 #include "tunekit/DirectShow.h"
+#include "tvsim/Scenario.h"
 
 namespace tvsim {
 
@@ -12,6 +13,7 @@ struct SimClass {
     const CLSID* clsid;
     const char* name;
     tunekit::ComPtr<IUnknown> (*create)(Simulation& simulation);
+    bool (*installed)(const Scenario& scenario) = nullptr; // null: on every system
 };
 
 const SimClass* findClass(REFCLSID clsid);

@@ -17,6 +17,9 @@ tunekit::ComPtr<IUnknown> createSmartTee(Simulation& simulation);
 tunekit::ComPtr<IUnknown> createAviMux(Simulation& simulation);
 tunekit::ComPtr<IUnknown> createFileWriter(Simulation& simulation);
 tunekit::ComPtr<IUnknown> createMpeg2Demultiplexer(Simulation& simulation);
+// {7DC2C665-4033-4CAF-9273-F7D797FB245C}: an MPEG-2 file writer some capture software installs.
+inline constexpr CLSID kMpeg2FileWriterClsid = {0x7DC2C665, 0x4033, 0x4CAF, {0x92, 0x73, 0xF7, 0xD7, 0x97, 0xFB, 0x24, 0x5C}};
+tunekit::ComPtr<IUnknown> createMpeg2FileWriter(Simulation& simulation);
 
 // The filter a device moniker binds to: `key` names an entry of the scenario's "filters";
 // `friendlyName` is the name the filter reports. Null for an unknown key.

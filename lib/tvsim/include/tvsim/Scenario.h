@@ -187,6 +187,7 @@ struct Scenario {
     // The codes the frequency map accepts and lists, when they differ from those it has a
     // mapping for (a tuner that knows a country but has no channel list for it); in this order.
     std::optional<std::vector<unsigned long>> frequencyMapCountries;
+    bool mpeg2FileWriter = false; // the MPEG-2 file writer class is installed
     std::optional<StopRule> stop;
     std::vector<ValueScript> values;
 };
