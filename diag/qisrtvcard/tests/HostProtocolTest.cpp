@@ -139,6 +139,7 @@ TEST(Entry, VersionAndHelpSucceed) {
     const Outcome version = runModule("--version");
     EXPECT_EQ(version.code, 0u);
     EXPECT_EQ(version.out, "qisrtvcard 5.0 build 000000001\n");
+    EXPECT_EQ(version.err, "");
     const Outcome help = runModule("--help");
     EXPECT_EQ(help.code, 0u);
     EXPECT_THAT(help.out, HasSubstr("--test"));
@@ -411,7 +412,6 @@ INSTANTIATE_TEST_SUITE_P(
                  R"({"device": {"name": "x"}, "filters": {"t": {"kind": "bdaTuner", "receives": {"dvbt": [{"frequency": 1, "guard": "1/3"}]}}}})"},
         BadInput{"--sim @file --list", "bad.json", R"({"device": {"name": "x"}, "filters": {)"},
         BadInput{"--device @file --list", "number overflow", R"({"name": "x", "size": 2.9e40288})"},
-        BadInput{"--sim @file --list", "number overflow", R"({"device": {"name": "x"}, "processes": [1e999]})"},
         BadInput{"--test", "--test"},
         BadInput{"--device", "--device"},
         BadInput{"--param", "--param"},
@@ -425,8 +425,6 @@ INSTANTIATE_TEST_SUITE_P(
         BadInput{"--sim atsc --test FMRadioTest", "not offered"},
         BadInput{"--sim --test ClearQAMTest --param Foo=1", "\"Foo\""},
         BadInput{"--sim --test FMRadioTest --param StopOnSignal=true --param StopOnSignal=false", "given twice"},
-        BadInput{"--log-level -1 --list", "--log-level"},
-        BadInput{"--log-level abc --list", "--log-level"},
         BadInput{"--sim a b --list", "not expected: b"},
         BadInput{"--locale ..\\..\\secret --list", "language tag"},
         BadInput{"--locale de_DE --list", "language tag"},
