@@ -304,50 +304,7 @@ TEST_F(SignalDetection, WhereTheStatisticsAreDecidesWhatCounts) {
     }
 }
 
-// ---- the sample grabber's stream -------------------------------------------------------------
-
-class StreamQuality : public DigitalGraph {
-protected:
-    // Provider, tuner, receiver, grabber; running, tuned to Clear QAM channel 80 program 3.
-    void build(const std::string& entry) {
-        load(digitalCard(R"("DigitalFriendlyName": "Tuner")", tunerMoniker("Tuner", kPciPath),
-                         R"({"kind": "bdaTuner", "receives": {"clearQam": [)" + entry + "]}}",
-                         R"(, "converters": [{"name": "MPEG-2 Video Decoder", "input": "Video/MPEG2_VIDEO", "output": "Video/YUY2"}])"));
-        ASSERT_TRUE(loadTuner(false));
-        ASSERT_TRUE(LoadFilter(tunekit::KSCATEGORY_BDA_RECEIVER_COMPONENT, receiver_.put(), tuner_.get(), true, graph_.get()));
-        ASSERT_HRESULT_SUCCEEDED(createInstance(tunekit::CLSID_SampleGrabber, nullptr, CLSCTX_ALL, IID_IBaseFilter, grabber_.putVoid()));
-        ASSERT_HRESULT_SUCCEEDED(graph_->AddFilter(grabber_.get(), L"SampleGrabber"));
-        ASSERT_TRUE(ConnectFilters(receiver_.get(), grabber_.get(), graph_.get()));
-        ComPtr<IMediaControl> control;
-        ASSERT_HRESULT_SUCCEEDED(graph_.as(control));
-        ASSERT_HRESULT_SUCCEEDED(control->Run());
-        const ComPtr<ITuner> tuner = providerTuner();
-        const ComPtr<ITuningSpace> space = tuningSpace(tuner, L"ATSCCable");
-        ComPtr<ITuneRequest> request;
-        request.attach(createTuneRequest(space.get(), 80, 3));
-        ASSERT_HRESULT_SUCCEEDED(tuner->put_TuneRequest(request.get()));
-    }
-    void release() override {
-        receiver_.reset();
-        grabber_.reset();
-        DigitalGraph::release();
-    }
-    ComPtr<IBaseFilter> receiver_, grabber_;
-};
-
-// A clean stream rates above fifty and a damaged one below; a filter that is no grabber, or a
-// grabber that fails, cannot be read.
-TEST_F(StreamQuality, ACleanStreamRatesAboveFiftyADamagedOneBelowAndOnlyAWorkingGrabberIsRead) {
-    build(R"({"frequency": 559250, "program": 3, "quality": 95})");
-    testing::LogLines log;
-    EXPECT_GT(getStreamSignalQuality(grabber_.get()), 50);
-    EXPECT_THAT(log.lines(), Contains(HasSubstr("Got Data bufferSize: ")));
-    EXPECT_EQ(getStreamSignalQuality(receiver_.get()), -2);
-    testing::addFault("SampleGrabber", "GetCurrentBuffer", 0, 0x80004005u);
-    EXPECT_EQ(getStreamSignalQuality(grabber_.get()), -2);
-    build(R"({"frequency": 559250, "program": 3, "quality": 20})");
-    EXPECT_LE(getStreamSignalQuality(grabber_.get()), 50);
-}
+// ---- the sample grabber's stream and the renderer's frame counter --------------------------
 
 // A sample grabber filter that reports whatever sizes it is told, and a renderer whose frame
 // counter reads as scripted: the misbehaving drivers no virtual card plays.

@@ -10,6 +10,7 @@
 #include "Requirement.h"
 
 #include "ModuleTestSupport.h"
+#include "frame/Catalogue.h"
 #include "frame/CountryDialog.h"
 #include "digital/ClearQamTest.h"
 #include "digital/DigitalTests.h"
@@ -295,12 +296,20 @@ TEST_F(WholeRuns, DvbtSticks) {
         {.what = "a card without an ATSC path goes on to DVB-T and tunes the country's plan until a good stream, without progress texts",
          .scenario = "dvbt", .entry = DigitalTVSignalTest, .answers = {"49"}, .result = TestResult::PASS(),
          .channels = std::vector<std::string>{}, .logged = {{"libTunekit", "ATSCTestWrapper()--! NetworkProviderFilter"},
-                                                           {"libTunekit", "Set DVB-T Channel Range: 1-23"}},
+                                                           {"libTunekit", "Set DVB-T Channel Range: 1-23"},
+                                                           {"libTunekit", HasSubstr("Got Data bufferSize: ")}},
          .prompts = 1, .more = [&] {
              EXPECT_THAT(clearQamLog(), IsEmpty());
              EXPECT_THAT(journalArguments("DVBTNetworkProvider", "put_CountryCode"), ElementsAre("49"));
              EXPECT_THAT(supportedCountryCodes().codes(), ElementsAre(31u, 44u, 49u));
+             // The pre-answer is reported as the dialog's prompt and answer; nothing is shown.
              EXPECT_EQ(probe_->reporter.prompts[0].kind, "countryDialog");
+             EXPECT_EQ(probe_->reporter.prompts[0].title, PleaseSelectCountry->localizedString());
+             EXPECT_EQ(probe_->reporter.prompts[0].timeoutMs, 0u);
+             EXPECT_EQ(probe_->reporter.answers[0].code, 49);
+             EXPECT_EQ(probe_->reporter.answers[0].source, "answer");
+             EXPECT_THAT(journalArguments("DVBTNetworkProvider", "put_TuneRequest"), Contains(HasSubstr("frequency=562000")))
+                 << "the damaged stream there rates too low";
              EXPECT_THAT(journalArguments("DVBTNetworkProvider", "put_TuneRequest").back(), HasSubstr("frequency=522000"));
              EXPECT_THAT(journalArguments("FilterGraph", "RemoveFilter"), Not(IsEmpty())) << "the filters are removed at the end";
              expectNothingLeft();
@@ -308,6 +317,10 @@ TEST_F(WholeRuns, DvbtSticks) {
         {.what = "a cancelled country dialog aborts at one hundred percent", .scenario = "dvbt", .entry = DigitalTVSignalTest,
          .answers = {"0"}, .result = TestResult::USERABORTED(), .percents = {{100}},
          .logged = {{"libTunekit", "Exiting due to user abort on country dialog"}}},
+        {.what = "any word but ok cancels the country dialog", .scenario = "dvbt", .entry = DigitalTVSignalTest, .answers = {"skip"},
+         .result = TestResult::USERABORTED()},
+        {.what = "ok confirms the preselected USA, which has no plan", .scenario = "dvbt", .entry = DigitalTVSignalTest, .answers = {"ok"},
+         .result = TestResult::FAIL(), .events = {"error:ErrorCreatingFilterGraph"}, .more = [] { EXPECT_THAT(journalArguments("DVBTNetworkProvider", "put_CountryCode"), ElementsAre("1")); }},
         // An unknown country gets the default row: one record per frequency.
         {.what = "a one-record plan tunes nothing", .scenario = dvbtStickReceiving("", R"({"7": [474000]})"), .entry = DigitalTVSignalTest,
          .parameters = kNoCable, .answers = {"7"}, .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalDetected"},
@@ -459,6 +472,8 @@ TEST_F(DvbtScan, SetUpFailuresUpToTheTunerCannotRunAndLaterOnesFail) {
         {"Moniker: Virtual DVB-T BDA Receiver", "BindToObject", 0, nullptr, TestResult::PASS(), nullptr,
          "ERROR: LoadFilter failed.  Couldn't find a compatible Receiver."},
         {"SampleGrabber", "CoCreateInstance", 0, nullptr, TestResult::PASS(), nullptr},
+        // A grabber that cannot be read leaves the decision to the tuner's statistics.
+        {"SampleGrabber", "GetCurrentBuffer", 0, nullptr, TestResult::PASS(), nullptr, "Failed to get the buffer size "},
     };
     // The ATSC path creates the first graph and cannot run on this card.
     expectOutcomes("dvbt", DigitalTVSignalTest, {}, {"49"}, rows, [&](const FaultOutcome&) { expectNothingLeft(); });
