@@ -1,5 +1,6 @@
 // The digital tests end to end on the virtual digital cards, as a host sees them: results,
 // events with their variables, progress texts, percent sequences, prompts and what was tuned.
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <thread>
@@ -45,9 +46,10 @@ std::string atscCardReceiving(const std::string& receives, const std::string& ex
            extra + "}";
 }
 
-// A DVB-T stick whose tuner receives `dvbt` and whose frequency map is `maps`.
+// A DVB-T stick whose tuner receives `dvbt` and whose frequency map is `maps`; its statistics
+// are on the tuner filter or on its topology node.
 std::string dvbtStickReceiving(const std::string& dvbt, const std::string& maps, const std::string& deviceName = "DVB-T stick",
-                               const std::string& tunerExtra = "") {
+                               const std::string& tunerExtra = "", const std::string& statistics = "filter") {
     return R"({"device": {"name": ")" + deviceName + R"(", "capabilities": ["VideoCapture", "DigitalTVTuner"],
                           "properties": {"DigitalFriendlyName": "Tuner"}},
                "categories": {"BDANetworkProvider": [{"friendlyName": "Microsoft DVBT Network Provider", "filter": "provider"}],
@@ -55,7 +57,7 @@ std::string dvbtStickReceiving(const std::string& dvbt, const std::string& maps,
                               "BDAReceiverComponent": [{"friendlyName": "Receiver", "filter": "receiver"}],
                               "BDATransportInformation": [{"friendlyName": "TIF", "filter": "tif"}]},
                "filters": {"provider": {"kind": "networkProvider"},
-                           "tuner": {"kind": "bdaTuner", "signalStatistics": "filter", "receives": {"dvbt": [)" + dvbt + "]}" + tunerExtra + R"(},
+                           "tuner": {"kind": "bdaTuner", "signalStatistics": ")" + statistics + R"(", "receives": {"dvbt": [)" + dvbt + "]}" + tunerExtra + R"(},
                            "receiver": {"kind": "bdaReceiver"}, "tif": {"kind": "bdaTransportInformation"}},
                "tuningSpaces": [{"uniqueName": "DVB-T", "kind": "DVB-T"}],
                "frequencyMaps": )" + maps + R"(,
@@ -271,6 +273,14 @@ TEST_F(WholeRuns, OpenCableReceiver) {
          .parameters = {{"DigitalStartChannel", "12"}, {"DigitalEndChannel", "12"}}, .answers = {"ok"}, .result = TestResult::PASS(),
          .logged = {{"libTunekit", "The DigitalFriendlyName property is required, but wasn't found"}},
          .before = [&] { describeCardAs({{"DeviceLocator", R"(PCI\VEN_1002&DEV_4D52&SUBSYS_0F011002&REV_01\4&1C3D5A7E&0&00E0)"}}); }},
+        // The technique asks the provider's request, which has a minor channel only where a program is received.
+        {.what = "minor-channel technique: the received channel", .scenario = "ocur", .entry = DigitalTVSignalTest,
+         .parameters = {{"DigitalStartChannel", "12"}, {"DigitalEndChannel", "12"}, {"UseMinorChannelTechnique", "true"}},
+         .answers = {"ok"}, .result = TestResult::PASS(),
+         .more = [&] { EXPECT_THAT(journalArguments("*", "get_SignalPresent"), IsEmpty()) << "the statistics are not asked"; }},
+        {.what = "minor-channel technique: a channel not received", .scenario = "ocur", .entry = DigitalTVSignalTest,
+         .parameters = {{"DigitalStartChannel", "20"}, {"DigitalEndChannel", "20"}, {"UseMinorChannelTechnique", "true"}, {"CheckTVCable", "false"}},
+         .answers = {"ok"}, .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalWithTip"}},
         // The warning and one cable prompt.
         {.what = "a reversed range tunes nothing and a retry finds nothing again", .scenario = "ocur", .entry = DigitalTVSignalTest,
          .parameters = {{"DigitalStartChannel", "9"}, {"DigitalEndChannel", "3"}}, .answers = {"ok", "retry"},
@@ -292,12 +302,26 @@ TEST_F(WholeRuns, DvbtSticks) {
     const std::string weakStream = R"({"frequency": 482000, "modulation": "64QAM", "mode": "8K", "guard": "1/32", "lpFecRate": "2/3",
                                        "bandwidth": 8, "quality": 90, "sampleBytes": 100})";
     const std::string twoRecords = R"({"7": [474000, 482000]})";
+    // Without a grabber the tuner's statistics decide: on the filter presence alone, on the
+    // topology node presence, lock and quality above fifty.
+    const auto statisticsCard = [&](const char* where, const std::string& statistics) {
+        return dvbtStickReceiving(R"({"frequency": 482000, "modulation": "64QAM", "mode": "8K", "guard": "1/32", "lpFecRate": "2/3",
+                                      "bandwidth": 8, "statistics": )" + statistics + "}", twoRecords, "DVB-T stick", "", where);
+    };
+    const auto noGrabber = [] { testing::addFault("SampleGrabber", "CoCreateInstance"); };
+    const std::vector<std::string> topologyLines = {
+        "ERROR: IBaseFilter::QueryInterface(IBDA_SignalStatistics) is not working.", "Trying new topology method",
+        "Querying for topology on tuner device", "Getting nodes types", "Getting node interfaces", "Getting node interfaces",
+        "Checking for IID_IBDA_SignalStatistics", "Checking for control node", "Querying for the sig stats from the topo node",
+        "Topo sig qual: 51", "Topo sig lock: 1", "Topo sig present: 1", "Topo sig strength: 80", "Topo sample time: 100",
+        "Checking if topo signal is present", "Found a valid signal"};
     expectRuns({
         {.what = "a card without an ATSC path goes on to DVB-T and tunes the country's plan until a good stream, without progress texts",
          .scenario = "dvbt", .entry = DigitalTVSignalTest, .answers = {"49"}, .result = TestResult::PASS(),
          .channels = std::vector<std::string>{}, .logged = {{"libTunekit", "ATSCTestWrapper()--! NetworkProviderFilter"},
                                                            {"libTunekit", "Set DVB-T Channel Range: 1-23"},
-                                                           {"libTunekit", HasSubstr("Got Data bufferSize: ")}},
+                                                           {"libTunekit", HasSubstr("Got Data bufferSize: ")},
+                                                           {"libTunekit", "Connecting pins failed."}},
          .prompts = 1, .more = [&] {
              EXPECT_THAT(clearQamLog(), IsEmpty());
              EXPECT_THAT(journalArguments("DVBTNetworkProvider", "put_CountryCode"), ElementsAre("49"));
@@ -344,6 +368,27 @@ TEST_F(WholeRuns, DvbtSticks) {
         {.what = "an OpenCable name gets the tip",
          .scenario = dvbtStickReceiving("", twoRecords, "ATI TV Wonder OpenCable Receiver DVB-T"), .entry = RunDVBTest,
          .parameters = kNoCable, .answers = {"7"}, .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalWithTip"}},
+        {.what = "topology statistics: quality 51 with lock and presence is a signal",
+         .scenario = statisticsCard("topology", R"({"locked": true, "present": true, "quality": 51})"), .entry = DigitalTVSignalTest,
+         .parameters = kNoCable, .answers = {"7"}, .result = TestResult::PASS(), .before = noGrabber, .more = [&] {
+             const auto lines = probe_->logLines("libTunekit");
+             const auto at = std::find(lines.begin(), lines.end(), topologyLines.front());
+             ASSERT_GE(lines.end() - at, static_cast<std::ptrdiff_t>(topologyLines.size()));
+             EXPECT_EQ(std::vector<std::string>(at, at + static_cast<std::ptrdiff_t>(topologyLines.size())), topologyLines);
+         }},
+        {.what = "topology statistics: quality 50 is not", .scenario = statisticsCard("topology", R"({"locked": true, "present": true, "quality": 50})"),
+         .entry = DigitalTVSignalTest, .parameters = kNoCable, .answers = {"7"}, .result = TestResult::NOSIGNAL(),
+         .events = {"warning:ErrorNoSignalDetected"}, .before = noGrabber},
+        {.what = "topology statistics: lock without presence is not",
+         .scenario = statisticsCard("topology", R"({"locked": true, "present": false, "quality": 90})"), .entry = DigitalTVSignalTest,
+         .parameters = kNoCable, .answers = {"7"}, .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalDetected"},
+         .before = noGrabber},
+        {.what = "filter statistics: presence alone is a signal",
+         .scenario = statisticsCard("filter", R"({"locked": false, "present": true, "quality": 10})"), .entry = DigitalTVSignalTest,
+         .parameters = kNoCable, .answers = {"7"}, .result = TestResult::PASS(), .before = noGrabber},
+        {.what = "filter statistics: nothing received is no signal", .scenario = dvbtStickReceiving("", twoRecords),
+         .entry = DigitalTVSignalTest, .parameters = kNoCable, .answers = {"7"}, .result = TestResult::NOSIGNAL(),
+         .events = {"warning:ErrorNoSignalDetected"}, .before = noGrabber},
     });
 }
 
