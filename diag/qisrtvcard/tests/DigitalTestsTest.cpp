@@ -212,6 +212,12 @@ TEST_F(WholeRuns, AtscCards) {
          .channels = programs(77, 130, 10), .more = [&] {
              EXPECT_EQ(requests(), 540u);
              EXPECT_GE(virtualSeconds_, 540 * 2.6);
+             // The cable plan's picture carriers at 256-QAM: 77, 99 and 100 on either side of the jump, 130.
+             const auto carriers = journalArguments("ATSCLocator", "put_CarrierFrequency");
+             ASSERT_EQ(carriers.size(), 540u);
+             EXPECT_EQ(carriers[0] + " " + carriers[220] + " " + carriers[230] + " " + carriers[539], "541250 115250 649250 829250");
+             EXPECT_THAT(journalArguments("ATSCLocator", "put_Modulation"), ::testing::Each("11"));
+             EXPECT_THAT(journalArguments("ATSCChannelTuneRequest", "put_MinorChannel"), IsEmpty()) << "the minor channel is left alone";
              std::printf("[ benchmark ] full Clear QAM scan: %.0f s virtual, %.2f s wall\n", virtualSeconds_, wallSeconds_);
              EXPECT_EQ(probe_->reporter.percents.front(), 0);
              EXPECT_EQ(probe_->reporter.percents.back(), 100);
@@ -423,9 +429,14 @@ TEST_F(AtscScan, EachGraphStepFailsInItsOwnStyle) {
 
 using ClearQamScan = DigitalTests;
 
+// Only the provider named exactly is the generic one.
 TEST_F(ClearQamScan, AMissingGenericProviderIsAnAssertionNotAResult) {
-    load("dvbt");
-    EXPECT_EQ(testing::assertionOf([&] { run(ClearQAMTest); }), "NetworkProviderFilter");
+    for (const char* scenario : {"dvbt", R"({"device": {"name": "x", "capabilities": ["VideoCapture", "DigitalTVTuner"]},
+        "categories": {"BDANetworkProvider": [{"friendlyName": "microsoft network provider", "filter": "p"}]},
+        "filters": {"p": {"kind": "networkProvider"}}})"}) {
+        load(scenario);
+        EXPECT_EQ(testing::assertionOf([&] { run(ClearQAMTest); }), "NetworkProviderFilter");
+    }
 }
 
 TEST_F(ClearQamScan, TheWrapperThrowsWhereTheAtscPathCannotRunAndARefusedRunCannotRun) {
