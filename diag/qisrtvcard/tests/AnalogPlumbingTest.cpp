@@ -131,20 +131,6 @@ protected:
     testing::Probe probe_;
 };
 
-// The second window's class is the first's, registered already; closing twice is harmless.
-TEST_F(VideoWindowSetup, ARegisteredClassIsUsedAgainByTheNextTestAndClosingTwiceIsHarmless) {
-    EXPECT_EQ(withWindow([] {
-                  closeInterfaces();
-                  closeInterfaces();
-                  EXPECT_FALSE(g_graphManager);
-                  EXPECT_FALSE(g_captureBuilder);
-              }),
-              TestResult::PASS());
-    EXPECT_EQ(withWindow([] {}), TestResult::PASS());
-    EXPECT_TRUE(probe_.reporter.events.empty());
-    EXPECT_EQ(system_.liveObjects(), "");
-}
-
 // The window sized to the picture with the designed extra border line; size messages before the
 // renderer is attached reach only the default procedure; graph events are announced and drained;
 // minimising stops the graph and restoring runs it once.
