@@ -9,13 +9,11 @@
 #include "ModuleTestSupport.h"
 #include "analog/AnalogPlumbing.h"
 #include "analog/GraphHandles.h"
-#include "qis/Exception.h"
 #include "tvsim/Simulation.h"
 
 namespace qisrtvcard {
 namespace {
 
-using ::testing::ElementsAre;
 using mirt5::TestResult;
 
 std::string moniker(const std::string& friendlyName, const std::string& description = "Virtual card") {
@@ -35,10 +33,6 @@ std::string scenarioWith(const std::vector<std::string>& monikers) {
 mirt5::DiagDevice deviceNamed(const std::string& analogName, const std::string& description = "Virtual card") {
     return mirt5::DiagDevice("Card under test", description, mirt5::DeviceCapability::VideoCapture(),
                              {{"AnalogFriendlyName", analogName}});
-}
-
-void addFault(const char* object, const char* method, std::uint32_t result = 0x80004005u) {
-    testing::addFault(object, method, 0, result);
 }
 
 // The run gave one event, of this severity and key (unless null), whose "error" variable is
@@ -111,77 +105,6 @@ TEST_F(CaptureDeviceDiscovery, TheDeviceNamesItsFilterAmongTheCategorysOrNone) {
     }
 }
 
-// System failures are internal errors naming the step; a filter that cannot be bound is not supported.
-TEST_F(CaptureDeviceDiscovery, FailuresNameTheStepOrTheHardware) {
-    const struct {
-        const char* object;
-        const char* method;
-        TestResult result;
-        const char* key;
-        const char* error;
-    } cases[] = {
-        {"SystemDeviceEnum", "CoCreateInstance", TestResult::INTERNALERROR(), "WarningDeviceNotFound", "CLSID_SystemDeviceEnum failed."},
-        {"SystemDeviceEnum", "CreateClassEnumerator", TestResult::INTERNALERROR(), "WarningDeviceNotFound", "CLSID_VideoInputDeviceCategory failed."},
-        {"*", "BindToObject", TestResult::NOTSUPPORTED(), "WarningHardwareDoesNotSupportAnalogTVCapture", nullptr}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.method);
-        testing::SimulatedSystem system(scenarioWith({moniker("TV Card")}));
-        addFault(c.object, c.method);
-        probe_.reporter.events.clear();
-        EXPECT_EQ(find(deviceNamed("TV Card")), c.result);
-        expectOneEvent(probe_, mirt5::Severity::Warning, c.key, c.error);
-        EXPECT_EQ(system.liveObjects(), "");
-    }
-}
-
-// ---- capture graph ---------------------------------------------------------------------------
-
-class CaptureGraphSetup : public ::testing::Test {
-protected:
-    TestResult setUp() {
-        return probe_.run([](const mirt5::DiagDevice&) {
-            const TestResult result = setupCaptureGraph();
-            closeInterfaces();
-            return result;
-        });
-    }
-    testing::SimulatedSystem system_;
-    testing::Probe probe_;
-};
-
-TEST_F(CaptureGraphSetup, BuildsTheGraphAndReleasesEverythingOnClose) {
-    EXPECT_EQ(setUp(), TestResult::PASS());
-    EXPECT_TRUE(probe_.reporter.events.empty());
-    EXPECT_THAT(callsOf("SetFiltergraph"), ElementsAre("CaptureGraphBuilder2"));
-    EXPECT_EQ(system_.liveObjects(), "");
-}
-
-// A COM set-up failure is a window set-up problem; each graph step fails with its own text.
-TEST_F(CaptureGraphSetup, EachStepFailsWithItsOwnText) {
-    const struct {
-        const char* object;
-        const char* method;
-        std::uint32_t hr;
-        TestResult result;
-        mirt5::Severity severity;
-        const char* key;
-        const char* error;
-    } steps[] = {
-        {"COM", "CoInitializeEx", 0x80010106u, TestResult::INTERNALERROR(), mirt5::Severity::Warning, "WarningWindowSetupProblem", "CoInitializeEx failed."},
-        {"FilterGraph", "CoCreateInstance", 0x80004005u, TestResult::FAIL(), mirt5::Severity::Error, "ErrorCreatingFilterGraph", "CLSID_FilterGraph failed."},
-        {"FilterGraph", "QueryInterface(IMediaControl)", 0x80004005u, TestResult::FAIL(), mirt5::Severity::Error, "ErrorCreatingFilterGraph", "IID_IMediaControl failed."},
-        {"CaptureGraphBuilder2", "SetFiltergraph", 0x80004005u, TestResult::FAIL(), mirt5::Severity::Error, "ErrorCreatingFilterGraph", "SetFiltergraph failed."}};
-    for (const auto& step : steps) {
-        SCOPED_TRACE(step.method);
-        tvsim::Simulation::current().faults().clear();
-        probe_.reporter.events.clear();
-        addFault(step.object, step.method, step.hr);
-        EXPECT_EQ(setUp(), step.result);
-        expectOneEvent(probe_, step.severity, step.key, step.error);
-        EXPECT_EQ(system_.liveObjects(), "");
-    }
-}
-
 // ---- video window ----------------------------------------------------------------------------
 
 using testing::haveDisplay;
@@ -207,20 +130,6 @@ protected:
     testing::SimulatedSystem system_;
     testing::Probe probe_;
 };
-
-// The second window's class is the first's, registered already; closing twice is harmless.
-TEST_F(VideoWindowSetup, ARegisteredClassIsUsedAgainByTheNextTestAndClosingTwiceIsHarmless) {
-    EXPECT_EQ(withWindow([] {
-                  closeInterfaces();
-                  closeInterfaces();
-                  EXPECT_FALSE(g_graphManager);
-                  EXPECT_FALSE(g_captureBuilder);
-              }),
-              TestResult::PASS());
-    EXPECT_EQ(withWindow([] {}), TestResult::PASS());
-    EXPECT_TRUE(probe_.reporter.events.empty());
-    EXPECT_EQ(system_.liveObjects(), "");
-}
 
 // The window sized to the picture with the designed extra border line; size messages before the
 // renderer is attached reach only the default procedure; graph events are announced and drained;
@@ -256,18 +165,6 @@ TEST_F(VideoWindowSetup, TheWindowFollowsThePictureAndDrivesTheGraph) {
               TestResult::PASS());
 }
 
-TEST_F(VideoWindowSetup, EventInterfaceFailuresAreReportedAsTheVideoWindowFailing) {
-    for (const char* method : {"QueryInterface(IVideoWindow)", "QueryInterface(IMediaEventEx)", "SetNotifyWindow"}) {
-        tvsim::Simulation::current().faults().clear();
-        probe_.reporter.events.clear();
-        addFault("FilterGraph", method);
-        SCOPED_TRACE(method);
-        EXPECT_EQ(withWindow([] {}), TestResult::FAIL());
-        expectOneEvent(probe_, mirt5::Severity::Error, nullptr, "IID_IVideoWindow failed.");
-    }
-    EXPECT_EQ(system_.liveObjects(), "");
-}
-
 // A class whose windows refuse to be created: CreateWindowEx fails after the class "exists".
 LRESULT CALLBACK refuseCreation(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     return message == WM_NCCREATE ? FALSE : DefWindowProcW(window, message, wParam, lParam);
@@ -285,18 +182,6 @@ TEST_F(VideoWindowSetup, AWindowThatCannotBeCreatedOrRegisteredIsASetupProblem) 
         EXPECT_EQ(withWindow([] {}, className), TestResult::INTERNALERROR());
         expectOneEvent(probe_, mirt5::Severity::Warning, nullptr, error);
     }
-}
-
-TEST_F(VideoWindowSetup, AWindowWithoutAGraphIsAnAssertionFailure) {
-    try {
-        probe_.run([](const mirt5::DiagDevice&) { return setupWindow("NoGraphWindow", "No graph"); });
-        ADD_FAILURE() << "expected an assertion failure";
-    } catch (const qis::AssertionFailure& failure) {
-        EXPECT_EQ(failure.getCondition(), "g_graphManager");
-        EXPECT_EQ(failure.getFile(), "qisrtvcard");
-    }
-    if (g_hwndVideo) DestroyWindow(g_hwndVideo);
-    g_hwndVideo = nullptr;
 }
 
 } // namespace

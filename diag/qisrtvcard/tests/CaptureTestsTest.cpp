@@ -93,7 +93,26 @@ TEST_F(CaptureTests, Screen) {
     const auto fault = [](const char* object, const char* method) { return [=] { testing::addFault(object, method); }; };
     const auto kept = [&](int references) { return [=, this] { expectOnlyTheCardKept(references); }; };
     const std::string graphError = "error:ErrorCreatingFilterGraph";
+    // A set-up step that fails: the run's result and its one event, whose text names the step.
+    const auto failing = [&](const char* object, const char* method, TestResult result, std::string key, const char* error,
+                             std::uint32_t hr = 0x80004005u) {
+        return testing::WholeRun{.what = method, .scenario = card(), .entry = CaptureToScreenTest, .result = result, .events = {key},
+                                 .variables = error ? std::map<std::string, std::string>{{"error", error}} : std::map<std::string, std::string>{},
+                                 .before = [=] { testing::addFault(object, method, 0, hr); }};
+    };
+    const std::string noDevice = "warning:WarningDeviceNotFound", setupProblem = "warning:WarningWindowSetupProblem";
     expectRuns({
+        failing("SystemDeviceEnum", "CoCreateInstance", TestResult::INTERNALERROR(), noDevice, "CLSID_SystemDeviceEnum failed."),
+        failing("SystemDeviceEnum", "CreateClassEnumerator", TestResult::INTERNALERROR(), noDevice, "CLSID_VideoInputDeviceCategory failed."),
+        failing("*", "BindToObject", TestResult::NOTSUPPORTED(), "warning:WarningHardwareDoesNotSupportAnalogTVCapture", nullptr),
+        failing("COM", "CoInitializeEx", TestResult::INTERNALERROR(), setupProblem, "CoInitializeEx failed.", 0x80010106u),
+        failing("FilterGraph", "CoCreateInstance", TestResult::FAIL(), graphError, "CLSID_FilterGraph failed."),
+        failing("FilterGraph", "QueryInterface(IMediaControl)", TestResult::FAIL(), graphError, "IID_IMediaControl failed."),
+        failing("CaptureGraphBuilder2", "SetFiltergraph", TestResult::FAIL(), graphError, "SetFiltergraph failed."),
+        // The graph's window and event interfaces count as the video window failing.
+        failing("FilterGraph", "QueryInterface(IVideoWindow)", TestResult::FAIL(), graphError, "IID_IVideoWindow failed."),
+        failing("FilterGraph", "QueryInterface(IMediaEventEx)", TestResult::FAIL(), graphError, "IID_IVideoWindow failed."),
+        failing("FilterGraph", "SetNotifyWindow", TestResult::FAIL(), graphError, "IID_IVideoWindow failed."),
         // The first crossbar output cannot take the tuner; the renderer is shown, then hidden.
         {.what = "shows the preview for three seconds and passes", .scenario = card(), .entry = CaptureToScreenTest,
          .result = TestResult::PASS(), .more = [&] {

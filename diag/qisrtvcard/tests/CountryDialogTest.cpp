@@ -22,7 +22,6 @@ namespace qisrtvcard {
 namespace {
 
 using ::testing::Contains;
-using ::testing::ElementsAre;
 using ::testing::MatchesRegex;
 using ::testing::UnorderedElementsAre;
 using mirt5::TestResult;
@@ -66,47 +65,7 @@ TEST(CountryTable, HoldsEveryCountryWithUsaFirstAndKeepsTheDeliberateOddities) {
     EXPECT_EQ(row(L"M\u00E9xico").code, 52u);
 }
 
-// ---- pre-answers ------------------------------------------------------------------------------
-
 std::wstring caption() { return PleaseSelectCountry->localizedString().wide(); }
-
-class CountryDialogAnswers : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() { testing::initialiseCatalogue(); }
-};
-
-TEST_F(CountryDialogAnswers, APreAnswerIsReturnedWithoutShowingTheDialogAndReportedAsAPrompt) {
-    testing::Probe probe;
-    probe.answers = {"49", "cancel", "ok", "0", "skip"};
-    std::vector<std::int32_t> codes;
-    // Closes a dialog that shows up after all, so that the check fails rather than hangs.
-    std::atomic<bool> asking{true};
-    std::atomic<bool> shown{false};
-    std::thread watch([&] {
-        for (; asking; std::this_thread::sleep_for(20ms))
-            if (HWND dialog = FindWindowW(L"#32770", caption().c_str())) {
-                shown = true;
-                SendMessageW(dialog, WM_COMMAND, IDCANCEL, 0);
-            }
-    });
-    probe.run([&](const mirt5::DiagDevice&) {
-        for (int i = 0; i < 5; ++i) codes.push_back(askForCountry());
-        return TestResult::PASS();
-    });
-    asking = false;
-    watch.join();
-    EXPECT_FALSE(shown) << "a pre-answered dialog is never shown";
-    EXPECT_THAT(codes, ElementsAre(49, 0, 1, 0, 0)) << "a code as it is; ok confirms the USA default; other words cancel";
-
-    ASSERT_EQ(probe.reporter.prompts.size(), 5u);
-    const mirt5::Prompt& prompt = probe.reporter.prompts[0];
-    EXPECT_EQ(prompt.kind, "countryDialog");
-    EXPECT_EQ(prompt.title, PleaseSelectCountry->localizedString());
-    EXPECT_EQ(prompt.timeoutMs, 0u);
-    ASSERT_EQ(probe.reporter.answers.size(), 5u);
-    EXPECT_EQ(probe.reporter.answers[0].code, 49);
-    EXPECT_EQ(probe.reporter.answers[0].source, "answer");
-}
 
 // ---- the dialog on the screen -----------------------------------------------------------------
 

@@ -145,7 +145,6 @@ LogLines::LogLines(const char* category) {
     sink_ = qis::LogFactory::addSink([this, wanted](const qis::LogRecord& record) {
         if (record.category != wanted) return;
         lines_.push_back(record.text.utf8());
-        priorities_.push_back(record.priority);
     });
 }
 

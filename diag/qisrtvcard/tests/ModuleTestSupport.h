@@ -100,12 +100,10 @@ public:
     LogLines(const LogLines&) = delete;
     LogLines& operator=(const LogLines&) = delete;
     const std::vector<std::string>& lines() const { return lines_; }
-    const std::vector<int>& priorities() const { return priorities_; }
 
 private:
     int sink_ = 0;
     std::vector<std::string> lines_;
-    std::vector<int> priorities_;
 };
 
 using Entry = mirt5::TestResult (*)(const mirt5::DiagDevice&);

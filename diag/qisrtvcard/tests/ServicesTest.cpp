@@ -58,18 +58,6 @@ protected:
     mirt5::RecordingReporter reporter_;
 };
 
-TEST_F(CablePrompt, MapsCancelSkipAndEverythingElseAndCheckTVCableOffShowsNothing) {
-    EXPECT_EQ(answerFor("true", {"150"}), RetryAnswerAborted);
-    EXPECT_EQ(answerFor("true", {"cancel"}), RetryAnswerAborted);
-    EXPECT_EQ(answerFor("true", {"220"}), RetryAnswerGiveUp);
-    EXPECT_EQ(answerFor("true", {"retry"}), RetryAnswerRetry);
-    EXPECT_EQ(answerFor("true", {"7"}), RetryAnswerRetry);
-    EXPECT_EQ(answerFor("true", {"timeout"}), RetryAnswerRetry);
-    const std::size_t shown = reporter_.prompts.size();
-    EXPECT_EQ(answerFor("false", {"cancel"}), RetryAnswerNoPrompt) << "CheckTVCable off shows nothing";
-    EXPECT_EQ(reporter_.prompts.size(), shown);
-}
-
 TEST_F(CablePrompt, UnansweredPromptTimesOutAfterMsgBoxTimeoutSecondsAndRetries) {
     qis::VirtualClock clock;
     qis::ScopedClock useIt(clock);
@@ -183,12 +171,6 @@ TEST_F(ModuleEntry, FoundationExceptionEscapingTheFrameworkEndsAbnormallyWithOne
     const int code = run({"--test", "ThrowingProbe", "--device", device.string()});
     EXPECT_EQ(code, mirt5::TestResult::EXITEDABNORMALLY().value());
     EXPECT_EQ(errors_.str(), "exception caught: injected failure\n");
-}
-
-// The version's text and numbers are the host test's; what it cannot see is the error stream.
-TEST_F(ModuleEntry, VersionSucceedsWithNothingOnTheErrorStream) {
-    EXPECT_EQ(run({"--version"}), 0);
-    EXPECT_TRUE(errors_.str().empty());
 }
 
 // The five entries that need a capture device refuse any other under the one text hosts match on,
