@@ -185,6 +185,17 @@ INSTANTIATE_TEST_SUITE_P(
                                  {"MEDIASUBTYPE_Avi E_FAIL", "{7DC2C665-4033-4CAF-9273-F7D797FB245C} REGDB_E_CLASSNOTREG"}}),
     [](const auto& info) { return std::string(info.param.name); });
 
+// The Clear QAM graph needs three of the demultiplexer's outputs; with two it renders both and
+// gives up on an assertion.
+TEST(Demultiplexer, WithTwoOutputPinsTheClearQamGraphCannotBeBuilt) {
+    json scenario = builtIn("atsc");
+    scenario["demultiplexerOutputPins"] = 2;
+    const ScriptedRun run = runScripted("demux-two-pins", scenario, "--test ClearQAMTest");
+    EXPECT_EQ(run.result(), "EXITEDABNORMALLY") << run.outcome.out;
+    EXPECT_THAT(run.host.back().value("detail", ""), ::testing::StartsWith("Assertion failed: false"));
+    EXPECT_EQ(run.calls("Render").size(), 2u);
+}
+
 const char* kDvbtTest = " --test DigitalTVSignalTest --param MsgBoxTimeout=30 --param CheckTVCable=true --param DigitalStartChannel=2"
                         " --param DigitalEndChannel=69 --param UseMinorChannelTechnique=false";
 

@@ -163,9 +163,10 @@ protected:
         const GUID& subtype = input_->connectionType().subtype;
         if (subtype != MEDIASUBTYPE_MPEG2_TRANSPORT && subtype != MEDIASUBTYPE_MPEG2_TRANSPORT_STRIDE && subtype != kBdaMpeg2Transport) return;
         transportPins_ = true;
-        listPin("001", PINDIR_OUTPUT, {makeType(MEDIATYPE_Video, MEDIASUBTYPE_MPEG2_VIDEO, FORMAT_MPEG2Video)});
-        listPin("002", PINDIR_OUTPUT, {makeType(MEDIATYPE_Audio, MEDIASUBTYPE_MPEG2_AUDIO, FORMAT_WaveFormatEx)});
-        listPin("003", PINDIR_OUTPUT, {makeType(MEDIATYPE_MPEG2_SECTIONS, MEDIASUBTYPE_MPEG2DATA, GUID_NULL)});
+        const int pins = Simulation::current().scenario().demultiplexerOutputPins;
+        if (pins > 0) listPin("001", PINDIR_OUTPUT, {makeType(MEDIATYPE_Video, MEDIASUBTYPE_MPEG2_VIDEO, FORMAT_MPEG2Video)});
+        if (pins > 1) listPin("002", PINDIR_OUTPUT, {makeType(MEDIATYPE_Audio, MEDIASUBTYPE_MPEG2_AUDIO, FORMAT_WaveFormatEx)});
+        if (pins > 2) listPin("003", PINDIR_OUTPUT, {makeType(MEDIATYPE_MPEG2_SECTIONS, MEDIASUBTYPE_MPEG2DATA, GUID_NULL)});
     }
 
 private:

@@ -540,7 +540,7 @@ Scenario parseScenario(const std::string& text, const qis::String& origin) {
     }
     const Node root(document, "", origin);
     root.allowOnly({"name", "device", "processes", "categories", "filters", "faults", "description", "converters", "tuningSpaces",
-                    "frequencyMaps", "frequencyMapCountries", "mpeg2FileWriter", "stop", "values"});
+                    "frequencyMaps", "frequencyMapCountries", "mpeg2FileWriter", "demultiplexerOutputPins", "stop", "values"});
     Scenario scenario;
     readIf(root, "name", scenario.name, [](const Node& n) { return n.text(); });
     scenario.device = readDevice(root.required("device"));
@@ -565,6 +565,11 @@ Scenario parseScenario(const std::string& text, const qis::String& origin) {
         for (const auto& item : spaces->items()) scenario.tuningSpaces.push_back(readTuningSpace(item, scenario.tuningSpaces));
     }
     readIf(root, "mpeg2FileWriter", scenario.mpeg2FileWriter, [](const Node& n) { return n.boolean(); });
+    readIf(root, "demultiplexerOutputPins", scenario.demultiplexerOutputPins, [](const Node& n) {
+        const long pins = n.integer();
+        if (pins < 0 || pins > 3) n.fail("expected 0 to 3 pins");
+        return static_cast<int>(pins);
+    });
     if (auto stop = root.field("stop")) scenario.stop = readStop(*stop);
     if (auto values = root.field("values"))
         for (const auto& item : values->items()) scenario.values.push_back(readValueScript(item));

@@ -75,6 +75,8 @@ TEST(ScenarioErrors, NameTheJsonPathOfTheFault) {
     EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "stop": {"method": "m", "call": 0}})"), HasSubstr("/stop/call: expected a call number"));
     EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "stop": {"atMs": -1}})"), HasSubstr("/stop/atMs"));
     EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "frequencyMapCountries": [49, 0]})"), HasSubstr("/frequencyMapCountries/1: expected a country code"));
+    EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "demultiplexerOutputPins": 4})"), HasSubstr("/demultiplexerOutputPins: expected 0 to 3"));
+    EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "mpeg2FileWriter": 1})"), HasSubstr("/mpeg2FileWriter: expected true or false"));
     EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "values": [{"method": "m", "values": [1, "on"]}]})"),
                 HasSubstr("/values/0/values/1: expected a whole number"));
     EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "faults": [{"object": "a", "method": "b", "arguments": {"x": true}}]})"),

@@ -188,6 +188,9 @@ struct Scenario {
     // mapping for (a tuner that knows a country but has no channel list for it); in this order.
     std::optional<std::vector<unsigned long>> frequencyMapCountries;
     bool mpeg2FileWriter = false; // the MPEG-2 file writer class is installed
+    // How many output pins the system demultiplexer makes for a transport stream: the first of
+    // video, audio and sections (the tables).
+    int demultiplexerOutputPins = 3;
     std::optional<StopRule> stop;
     std::vector<ValueScript> values;
 };
