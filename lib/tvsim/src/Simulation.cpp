@@ -1,6 +1,7 @@
 #include "tvsim/Simulation.h"
 
 #include <atomic>
+#include <thread>
 
 #include "qis/Exception.h"
 #include "tvsim/Classes.h"
@@ -18,7 +19,8 @@ qis::String apartmentName(DWORD model) {
 
 } // namespace
 
-Simulation::Simulation(Scenario scenario, Options options) : scenario_(std::move(scenario)), options_(options) {
+Simulation::Simulation(Scenario scenario, Options options)
+    : scenario_(std::move(scenario)), options_(options), clock_(options.realtime) {
     if (g_current.load()) throw qis::Exception("a simulation is already running");
     for (const auto& rule : scenario_.faults) faults_.add(rule);
     previousClock_ = qis::System::setClock(&clock());
@@ -43,15 +45,26 @@ Simulation& Simulation::current() {
 
 Simulation* Simulation::active() { return g_current.load(); }
 
-qis::Clock& Simulation::clock() {
-    if (options_.realtime) return wallClock_;
-    return virtualClock_;
+void Simulation::PacedClock::keepPace(qis::Nanoseconds virtualNow) {
+    if (!paced_) return;
+    const qis::Nanoseconds ahead = virtualNow - (wall_.now() - wallStart_);
+    if (ahead.count() > 0) std::this_thread::sleep_for(ahead);
 }
 
-qis::Nanoseconds Simulation::elapsed() {
-    if (options_.realtime) return wallClock_.now() - started_;
-    return virtualClock_.elapsed() - started_;
+qis::Nanoseconds Simulation::PacedClock::now() {
+    const qis::Nanoseconds time = VirtualClock::now();
+    keepPace(time);
+    return time;
 }
+
+void Simulation::PacedClock::sleepFor(qis::Nanoseconds duration) {
+    advance(duration);
+    keepPace(elapsed());
+}
+
+qis::Clock& Simulation::clock() { return clock_; }
+
+qis::Nanoseconds Simulation::elapsed() { return clock_.elapsed() - started_; }
 
 void Simulation::watchForStop(const Call& call) {
     const StopRule& rule = *scenario_.stop;

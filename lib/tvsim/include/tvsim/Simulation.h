@@ -28,7 +28,7 @@ struct LiveObject {
 class Simulation {
 public:
     struct Options {
-        bool realtime = false; // wall-clock time instead of virtual time, for watching the window
+        bool realtime = false; // every wait also takes its wall time, for watching the window
         std::function<void()> requestStop = {}; // what the scenario's stop request does
         bool journalWindows = false;            // journal the windows of the threads that call the system
     };
@@ -48,7 +48,7 @@ public:
     Journal& journal() { return journal_; }
     FaultPlan& faults() { return faults_; }
     qis::Clock& clock();
-    // Virtual time since the simulation started (wall time when realtime).
+    // Virtual time since the simulation started: the same with or without realtime.
     qis::Nanoseconds elapsed();
 
     void track(SimObjectBase* object);
@@ -73,8 +73,22 @@ private:
     Options options_;
     Journal journal_;
     FaultPlan faults_;
-    qis::VirtualClock virtualClock_;
-    qis::SteadyClock wallClock_;
+    // Virtual time that, paced, is never ahead of the wall clock: a wait, slept or polled, then
+    // takes its wall time too, while the times read stay those of an unpaced run.
+    class PacedClock final : public qis::VirtualClock {
+    public:
+        explicit PacedClock(bool paced) : paced_(paced) {}
+        qis::Nanoseconds now() override;
+        void sleepFor(qis::Nanoseconds duration) override;
+
+    private:
+        void keepPace(qis::Nanoseconds virtualNow);
+
+        bool paced_;
+        qis::SteadyClock wall_;
+        qis::Nanoseconds wallStart_ = wall_.now();
+    };
+    PacedClock clock_;
     qis::Clock* previousClock_ = nullptr;
     qis::Nanoseconds started_{};
     mutable std::mutex mutex_;
