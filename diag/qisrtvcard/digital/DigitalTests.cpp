@@ -38,6 +38,7 @@ bool confirmOcurWarning() {
     const qis::String caption = DigitalTVSignalTestHandle->localizedName();
     mirt5::Prompt prompt;
     prompt.kind = kOcurPromptKind;
+    prompt.type = MB_OKCANCEL; // the box's own flags, as MessageBoxW gets them
     prompt.title = caption;
     prompt.text = text;
     if (const auto answer = DiagModule::takeAnswer(prompt, IDOK, IDCANCEL)) return *answer == IDOK;

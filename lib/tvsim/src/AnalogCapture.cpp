@@ -13,6 +13,8 @@
 #include <cstring>
 #include <optional>
 
+#include <dvdmedia.h>
+
 #include "tvsim/Bda.h"
 #include "tvsim/Filter.h"
 #include "tvsim/Objects.h"
@@ -104,6 +106,28 @@ std::vector<MediaType> captureTypes(const FilterSpec& card) {
     return types;
 }
 
+// The type a driver reports from GetFormat when it is not the one the pin connected with.
+MediaType reportedType(const FilterSpec& card) {
+    if (!card.reportedFormat) return {};
+    const ReportedFormat& reported = *card.reportedFormat;
+    MediaType type = MediaType::video(reported.width, reported.height, card.format.framesPerSecond);
+    if (reported.formatType == "None") {
+        type.formatType = FORMAT_None;
+        type.format.clear();
+    } else if (reported.formatType == "VideoInfo2") {
+        const auto* info = reinterpret_cast<const VIDEOINFOHEADER*>(type.format.data());
+        VIDEOINFOHEADER2 header{};
+        header.AvgTimePerFrame = info->AvgTimePerFrame;
+        header.bmiHeader = info->bmiHeader;
+        header.dwPictAspectRatioX = 4;
+        header.dwPictAspectRatioY = 3;
+        type.formatType = FORMAT_VideoInfo2;
+        type.format.resize(sizeof(header));
+        std::memcpy(type.format.data(), &header, sizeof(header));
+    }
+    return type;
+}
+
 const VIDEOINFOHEADER* videoHeader(const MediaType& type) {
     if (type.formatType != FORMAT_VideoInfo || type.format.size() < sizeof(VIDEOINFOHEADER)) return nullptr;
     return reinterpret_cast<const VIDEOINFOHEADER*>(type.format.data());
@@ -116,7 +140,7 @@ class AnalogCaptureFilter final : public SimFilter,
                                   public PictureSource {
 public:
     AnalogCaptureFilter(const qis::String& name, const FilterSpec& card)
-        : SimFilter(name, kVirtualCaptureClsid), card_(card), types_(captureTypes(card)) {
+        : SimFilter(name, kVirtualCaptureClsid), card_(card), types_(captureTypes(card)), reported_(reportedType(card)) {
         SimPin& capture = addPin("Capture", PINDIR_OUTPUT, types_, &PIN_CATEGORY_CAPTURE);
         capture.expose(IID_IAMStreamConfig, static_cast<IAMStreamConfig*>(this));
         capturePin_ = &capture;
@@ -414,7 +438,8 @@ public:
     // offered; the caller frees it (DeleteMediaType).
     STDMETHODIMP GetFormat(AM_MEDIA_TYPE** type) override {
         return callOut("GetFormat", type, [&]() -> HRESULT {
-            const MediaType& current = capturePin_->isConnected() ? capturePin_->connectionType() : types_[chosen_];
+            const MediaType& current = card_.reportedFormat ? reported_
+                                       : capturePin_->isConnected() ? capturePin_->connectionType() : types_[chosen_];
             *type = current.allocate();
             return *type ? S_OK : E_OUTOFMEMORY;
         });
@@ -561,6 +586,7 @@ private:
 
     FilterSpec card_;
     std::vector<MediaType> types_;
+    MediaType reported_;
     SimPin* capturePin_ = nullptr;
     std::size_t chosen_ = 0;
 

@@ -283,7 +283,8 @@ class BdaTuner final : public StatisticsReader<FilterWithStatistics>, public IBD
 public:
     BdaTuner(const qis::String& name, const BdaTunerSpec& spec) : StatisticsReader(name, kKsProxy), spec_(spec) {
         input_ = &addPin("Input0", PINDIR_INPUT, {streamType(kBdaAntenna, GUID_NULL)});
-        addPin("MPEG2 Transport", PINDIR_OUTPUT, transportTypes());
+        if (spec.outputPins > 1) addPin("Analog Video", PINDIR_OUTPUT, {streamType(MEDIATYPE_AnalogVideo, GUID_NULL)});
+        if (spec.outputPins > 0) addPin("MPEG2 Transport", PINDIR_OUTPUT, transportTypes());
     }
 
     STDMETHODIMP QueryInterface(REFIID iid, void** object) override { return SimFilter::QueryInterface(iid, object); }

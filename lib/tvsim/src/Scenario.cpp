@@ -363,6 +363,20 @@ BdaTunerSpec readReception(const Node& node, const qis::String& statistics) {
     return spec;
 }
 
+ReportedFormat readReportedFormat(const Node& node) {
+    node.allowOnly({"formatType", "width", "height"});
+    ReportedFormat format;
+    if (auto type = node.field("formatType")) {
+        format.formatType = type->text();
+        if (format.formatType != "VideoInfo" && format.formatType != "VideoInfo2" && format.formatType != "None")
+            type->fail("expected VideoInfo, VideoInfo2 or None");
+    }
+    readIf(node, "width", format.width, [](const Node& n) { return n.integer(); });
+    readIf(node, "height", format.height, [](const Node& n) { return n.integer(); });
+    if (format.width <= 0 || format.height == 0) node.fail("width must be positive and height not 0");
+    return format;
+}
+
 FilterSpec readFilter(const Node& node) {
     FilterSpec filter;
     readIf(node, "kind", filter.kind, [](const Node& n) { return n.text(); });
@@ -370,7 +384,7 @@ FilterSpec readFilter(const Node& node) {
     if (std::none_of(std::begin(kKinds), std::end(kKinds), [&](const char* k) { return filter.kind == k; }))
         node.required("kind").fail("unknown filter kind (known: analogCapture, networkProvider, bdaTuner, bdaReceiver, bdaTransportInformation)");
     if (filter.kind == "bdaTuner") {
-        node.allowOnly({"kind", "signalStatistics", "receives"});
+        node.allowOnly({"kind", "signalStatistics", "receives", "outputPins"});
         qis::String statistics = "filter";
         if (auto where = node.field("signalStatistics")) {
             statistics = where->text();
@@ -378,13 +392,18 @@ FilterSpec readFilter(const Node& node) {
         }
         filter.receives = BdaTunerSpec{statistics, {}, {}, {}, {}};
         readIf(node, "receives", filter.receives, [&](const Node& n) { return std::optional(readReception(n, statistics)); });
+        readIf(node, "outputPins", filter.receives->outputPins, [](const Node& n) {
+            const long pins = n.integer();
+            if (pins < 0 || pins > 2) n.fail("expected 0 to 2 pins");
+            return static_cast<int>(pins);
+        });
         return filter;
     }
     if (filter.kind != "analogCapture") {
         node.allowOnly({"kind"});
         return filter;
     }
-    node.allowOnly({"kind", "captureTypes", "previewPin", "format", "tuner", "crossbar"});
+    node.allowOnly({"kind", "captureTypes", "previewPin", "format", "getFormat", "tuner", "crossbar"});
     if (auto types = node.field("captureTypes")) {
         filter.captureTypes.clear();
         for (const auto& t : types->items()) {
@@ -402,6 +421,7 @@ FilterSpec readFilter(const Node& node) {
         if (filter.format.width <= 0 || filter.format.height == 0 || filter.format.framesPerSecond <= 0)
             format->fail("width, height and framesPerSecond must be positive");
     }
+    readIf(node, "getFormat", filter.reportedFormat, [](const Node& n) { return std::optional(readReportedFormat(n)); });
     readIf(node, "tuner", filter.tuner, [](const Node& n) { return std::optional(readTuner(n)); });
     readIf(node, "crossbar", filter.crossbar, [](const Node& n) { return std::optional(readCrossbar(n)); });
     return filter;

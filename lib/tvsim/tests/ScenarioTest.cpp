@@ -76,6 +76,11 @@ TEST(ScenarioErrors, NameTheJsonPathOfTheFault) {
     EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "stop": {"atMs": -1}})"), HasSubstr("/stop/atMs"));
     EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "frequencyMapCountries": [49, 0]})"), HasSubstr("/frequencyMapCountries/1: expected a country code"));
     EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "demultiplexerOutputPins": 4})"), HasSubstr("/demultiplexerOutputPins: expected 0 to 3"));
+    EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "filters": {"t": {"kind": "bdaTuner", "outputPins": 3}}})"),
+                HasSubstr("/filters/t/outputPins: expected 0 to 2"));
+    EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "filters": {"c": {"getFormat": {"formatType": "Mpeg2Video"}}}})"),
+                HasSubstr("/filters/c/getFormat/formatType: expected VideoInfo, VideoInfo2 or None"));
+    EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "filters": {"c": {"getFormat": {"width": 0}}}})"), HasSubstr("/filters/c/getFormat: width"));
     EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "mpeg2FileWriter": 1})"), HasSubstr("/mpeg2FileWriter: expected true or false"));
     EXPECT_THAT(errorOf(R"({"device": {"name": "d"}, "values": [{"method": "m", "values": [1, "on"]}]})"),
                 HasSubstr("/values/0/values/1: expected a whole number"));

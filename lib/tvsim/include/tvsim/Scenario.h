@@ -41,6 +41,12 @@ struct VideoFormat {
     double framesPerSecond = 29.97;
 };
 
+struct ReportedFormat {
+    qis::String formatType = "VideoInfo";
+    long width = 720;
+    long height = 480;
+};
+
 // The TV/FM tuner of an analog capture card.
 struct TvTunerSpec {
     bool tvMode = true;
@@ -122,6 +128,9 @@ struct BdaTunerSpec {
     std::vector<AtscChannelSpec> atscCable;
     std::vector<QamChannelSpec> clearQam;
     std::vector<DvbtChannelSpec> dvbt;
+    // 0: no output at all; 2: an analog video output comes before the transport output, as on
+    // hybrid tuners, so a graph builder has to pass over it.
+    int outputPins = 1;
 };
 
 struct FilterSpec {
@@ -131,6 +140,9 @@ struct FilterSpec {
     std::vector<qis::String> captureTypes = {"Video"};
     bool previewPin = true;
     VideoFormat format;
+    // What IAMStreamConfig::GetFormat answers, when the driver reports something else than the
+    // type the pin connected with: a format type ("VideoInfo", "VideoInfo2", "None") and a size.
+    std::optional<ReportedFormat> reportedFormat;
     std::optional<TvTunerSpec> tuner;
     std::optional<CrossbarSpec> crossbar;
     std::optional<BdaTunerSpec> receives; // bdaTuner only
