@@ -76,16 +76,25 @@ TEST(Journal, AClearQamScanWithoutASignalTunes540RequestsOverTheDesignedWaits) {
     EXPECT_EQ(run.calls("CoUninitialize").size(), initialised.size());
 }
 
-TEST(Journal, ShowsTheWindowsAPersonWouldHaveSeen) {
-    const ScriptedRun run = runScripted("screen-windows", builtIn("hybrid"), "--test CaptureToScreenTest");
-    EXPECT_EQ(run.result(), "PASS") << run.outcome.err;
+std::vector<std::string> windowRecords(const ScriptedRun& run) {
     std::vector<std::string> seen;
     for (const auto& record : run.journal)
         if (record["object"] == "window")
             seen.push_back(record["method"].get<std::string>() + " " + record["arguments"]["title"].get<std::string>() + " at " +
                            record["time"].dump());
-    EXPECT_THAT(seen, ElementsAreArray({"created Capture to Screen Test at 0", "shown Capture to Screen Test at 0",
-                                        "hidden Capture to Screen Test at 3002", "destroyed Capture to Screen Test at 3002"}));
+    return seen;
+}
+
+// In real time the waits really take their time, but the journal keeps the virtual times.
+TEST(Journal, ShowsTheWindowsAPersonWouldHaveSeenAtTheSameTimesInRealTime) {
+    for (const std::string mode : {"", "--realtime"}) {
+        SCOPED_TRACE(mode);
+        const ScriptedRun run = runScripted("screen-windows" + mode, builtIn("hybrid"), mode + " --test CaptureToScreenTest");
+        EXPECT_EQ(run.result(), "PASS") << run.outcome.err;
+        EXPECT_THAT(windowRecords(run), ElementsAreArray({"created Capture to Screen Test at 0", "shown Capture to Screen Test at 0",
+                                                          "hidden Capture to Screen Test at 3002",
+                                                          "destroyed Capture to Screen Test at 3002"}));
+    }
 }
 
 TEST(Journal, IsRefusedWithoutTheVirtualSystemOrWhenItCannotBeCreated) {
@@ -196,11 +205,85 @@ TEST(Demultiplexer, WithTwoOutputPinsTheClearQamGraphCannotBeBuilt) {
     EXPECT_EQ(run.calls("Render").size(), 2u);
 }
 
-const char* kDvbtTest = " --test DigitalTVSignalTest --param MsgBoxTimeout=30 --param CheckTVCable=true --param DigitalStartChannel=2"
+const char* kDigitalTest = " --test DigitalTVSignalTest --param MsgBoxTimeout=30 --param CheckTVCable=true --param DigitalStartChannel=2"
                         " --param DigitalEndChannel=69 --param UseMinorChannelTechnique=false";
 
+std::vector<std::string> tunerConnects(const ScriptedRun& run) {
+    std::vector<std::string> seen;
+    for (const auto& record : run.calls("Connect"))
+        if (record["object"].get<std::string>().starts_with("Virtual ATSC BDA Tuner."))
+            seen.push_back(record["object"].get<std::string>().substr(23) + " " + record["result"].get<std::string>());
+    return seen;
+}
+
+// A tuner without an output leaves the receiver out and the graph unbuilt; an analog output
+// ahead of the transport output is passed over.
+TEST(BdaTunerPins, DecideWhetherTheReceiverAndTheGraphCanBeBuilt) {
+    json scenario = builtIn("atsc");
+    scenario["filters"]["tuner"]["outputPins"] = 0;
+    const ScriptedRun none = runScripted("tuner-no-pins", scenario, kDigitalTest);
+    EXPECT_EQ(none.result(), "FAIL") << none.outcome.out;
+    EXPECT_EQ(none.hostLines("event").at(0)["key"], "ErrorCreatingFilterGraph");
+    EXPECT_THAT(none.outcome.out, ::testing::HasSubstr("Couldn't find a compatible Receiver.  Continuing as it is not always required."));
+    EXPECT_THAT(tunerConnects(none), ::testing::IsEmpty());
+
+    scenario["filters"]["tuner"]["outputPins"] = 2;
+    const ScriptedRun two = runScripted("tuner-two-pins", scenario, kDigitalTest);
+    EXPECT_EQ(two.result(), "PASS") << two.outcome.out;
+    const auto connects = tunerConnects(two);
+    ASSERT_FALSE(connects.empty());
+    EXPECT_EQ(connects.front(), "Analog Video 0x80040207");
+    EXPECT_EQ(connects.back(), "MPEG2 Transport S_OK");
+}
+
+// The analog card whose video and interleaved forms fail and whose stream form hands the capture
+// pin back unconnected: the window is then sized from what GetFormat reports.
+json cardReportingFormat(const char* formatType) {
+    json scenario = builtIn("hybrid");
+    auto& capture = scenario["filters"]["hybridCapture"];
+    capture["captureTypes"] = {"Video", "Stream"};
+    capture["getFormat"] = {{"formatType", formatType}, {"width", 352}, {"height", 288}};
+    const auto renderStream = [](int call, const char* kind) {
+        return json{{"object", "CaptureGraphBuilder2"}, {"method", "RenderStream"}, {"call", call}, {"kind", kind}};
+    };
+    scenario["faults"] = {renderStream(1, "fail"), renderStream(2, "fail"), renderStream(3, "nullResult"), renderStream(4, "nullResult"),
+                          {{"object", "FilterGraph"}, {"method", "Connect"}, {"kind", "nullResult"}}};
+    return scenario;
+}
+
+TEST(ReportedFormat, OnlyAVideoInfoFormatResizesTheWindow) {
+    const std::string tv = "--test TVSignalTest --param MsgBoxTimeout=30 --param CheckTVCable=true --param StopOnSignal=true"
+                           " --param ChecksPerChannel=3 --param TVStartChannel=5 --param TVEndChannel=5 --param SignalType=cable"
+                           " --param AskCountryCode1=false --param AskCountryCode2=false";
+    for (const char* formatType : {"VideoInfo", "VideoInfo2", "None"}) {
+        SCOPED_TRACE(formatType);
+        const ScriptedRun run = runScripted(std::string("format-") + formatType, cardReportingFormat(formatType), tv);
+        ASSERT_EQ(run.calls("GetFormat").size(), 1u) << run.outcome.out;
+        std::vector<json> resized;
+        for (const auto& record : run.calls("resized")) resized.push_back(record["arguments"]);
+        if (std::string(formatType) != "VideoInfo") {
+            EXPECT_THAT(resized, ::testing::IsEmpty());
+            continue;
+        }
+        ASSERT_EQ(resized.size(), 1u);
+        // The client area is the format's size; the frame adds a little.
+        EXPECT_THAT(resized[0]["width"].get<int>(), ::testing::AllOf(::testing::Ge(352), ::testing::Le(352 + 16)));
+        EXPECT_THAT(resized[0]["height"].get<int>(), ::testing::AllOf(::testing::Ge(288), ::testing::Le(288 + 40)));
+    }
+}
+
+// The OpenCable warning is Windows' own box; the journal gives its flags as MessageBoxW takes them.
+TEST(OcurWarning, IsJournaledWithItsOkCancelFlags) {
+    const ScriptedRun run = runScripted("ocur-warning", builtIn("ocur"), std::string(kDigitalTest) + " --answer ok");
+    const auto opened = run.calls("open");
+    ASSERT_EQ(opened.size(), 1u) << run.outcome.out;
+    EXPECT_EQ(opened[0]["object"], "ocurWarning");
+    EXPECT_EQ(opened[0]["arguments"]["type"], 1) << "MB_OKCANCEL";
+    EXPECT_EQ(run.calls("answer").at(0)["arguments"]["source"], "answer");
+}
+
 TEST(CountryPrompt, ListsTheCountriesTheTunerSupportsInTheListsOrderWithThePreselectedOne) {
-    const ScriptedRun run = runScripted("dvbt-countries", builtIn("dvbt"), std::string(kDvbtTest) + " --answer 49");
+    const ScriptedRun run = runScripted("dvbt-countries", builtIn("dvbt"), std::string(kDigitalTest) + " --answer 49");
     EXPECT_EQ(run.result(), "PASS") << run.outcome.err;
     const auto prompts = run.hostLines("prompt");
     ASSERT_EQ(prompts.size(), 1u);
@@ -223,7 +306,7 @@ TEST(CountryPrompt, ListsTheCountriesTheTunerSupportsInTheListsOrderWithThePrese
 TEST(CountryPrompt, ACountryTheMapAcceptsWithoutAChannelListFailsTheDvbtTest) {
     json scenario = builtIn("dvbt");
     scenario["frequencyMapCountries"] = {49, 44, 31, 33};
-    const ScriptedRun run = runScripted("dvbt-france", scenario, std::string("--log-level 0") + kDvbtTest + " --answer 33");
+    const ScriptedRun run = runScripted("dvbt-france", scenario, std::string("--log-level 0") + kDigitalTest + " --answer 33");
     EXPECT_EQ(run.result(), "FAIL") << run.outcome.err;
     const auto prompts = run.hostLines("prompt");
     ASSERT_EQ(prompts.size(), 1u);
