@@ -272,14 +272,33 @@ TEST(ReportedFormat, OnlyAVideoInfoFormatResizesTheWindow) {
     }
 }
 
-// The OpenCable warning is Windows' own box; the journal gives its flags as MessageBoxW takes them.
-TEST(OcurWarning, IsJournaledWithItsOkCancelFlags) {
-    const ScriptedRun run = runScripted("ocur-warning", builtIn("ocur"), std::string(kDigitalTest) + " --answer ok");
-    const auto opened = run.calls("open");
-    ASSERT_EQ(opened.size(), 1u) << run.outcome.out;
-    EXPECT_EQ(opened[0]["object"], "ocurWarning");
-    EXPECT_EQ(opened[0]["arguments"]["type"], 1) << "MB_OKCANCEL";
-    EXPECT_EQ(run.calls("answer").at(0)["arguments"]["source"], "answer");
+// The receiver's signal counts only when the driver says exactly 1; the warning before it is
+// Windows' own box, journaled with the flags MessageBoxW takes.
+TEST(OpenCableReceiver, FindsASignalOnlyWhereTheDriverReportsExactlyOne) {
+    struct Case {
+        const char* name;
+        json present; // get_SignalPresent, call by call
+        const char* result;
+        std::size_t checks;
+        const char* answers; // after the warning's
+    };
+    // Without a signal the retry box comes up; skipping it ends the test.
+    for (const Case& c : {Case{"third", {0, 0, 1}, "PASS", 3, ""}, Case{"two", json(std::vector<int>(400, 2)), "NOSIGNAL", 0, " --answer skip"}}) {
+        SCOPED_TRACE(c.name);
+        json scenario = builtIn("ocur");
+        scenario["values"] = json::array({{{"method", "get_SignalPresent"}, {"values", c.present}}});
+        const ScriptedRun run = runScripted(std::string("ocur-") + c.name, scenario, std::string(kDigitalTest) + " --answer ok" + c.answers);
+        EXPECT_EQ(run.result(), c.result) << run.outcome.out;
+        if (c.checks) EXPECT_EQ(run.calls("get_SignalPresent").size(), c.checks);
+        const auto physical = run.calls("put_PhysicalChannel");
+        ASSERT_FALSE(physical.empty());
+        EXPECT_TRUE(physical[0]["arguments"]["physicalChannel"].is_number());
+        const auto opened = run.calls("open");
+        ASSERT_FALSE(opened.empty());
+        EXPECT_EQ(opened[0]["object"], "ocurWarning");
+        EXPECT_EQ(opened[0]["arguments"]["type"], 1) << "MB_OKCANCEL";
+        EXPECT_EQ(run.calls("answer").at(0)["arguments"]["source"], "answer");
+    }
 }
 
 TEST(CountryPrompt, ListsTheCountriesTheTunerSupportsInTheListsOrderWithThePreselectedOne) {
