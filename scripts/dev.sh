@@ -2,7 +2,7 @@
 # One entry for people and CI: installs what the build needs (Debian 12), builds, runs.
 #   scripts/dev.sh demo   build the Windows program and run all six tests on the virtual cards under Wine
 #   scripts/dev.sh test   build the Windows and native trees and run every test, package included
-#   scripts/dev.sh package  build build/windows-release/package/qisrtvcard-VERSION-win64.zip and run
+#   scripts/dev.sh package  build build/windows/package/qisrtvcard-VERSION-win64.zip and run
 #                           the main job from the unpacked zip in a fresh Wine prefix
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -37,9 +37,13 @@ demo() {
 # The zip as a host gets it: unpacked into an empty folder, run in a prefix that has never seen the
 # build, the virtual card registered and removed from there.
 package() {
-  cmake --workflow --preset windows-release
-  local zip check=build/windows-release/package-check
-  zip=$(ls -t build/windows-release/package/qisrtvcard-*-win64.zip | head -n 1)
+  # The windows tree's programs are the release ones (same flags, stripped), so the package
+  # comes from there and the test command builds no second Windows tree.
+  cmake --preset windows >/dev/null
+  cmake --build --preset windows --target qisrtvcard qisvcard
+  cpack --preset windows >/dev/null
+  local zip check=build/windows/package-check
+  zip=$(ls -t build/windows/package/qisrtvcard-*-win64.zip | head -n 1)
   rm -rf "$check" && mkdir -p "$check"
   (cd "$check" && cmake -E tar xf "$OLDPWD/$zip")
   local bin

@@ -5,11 +5,11 @@
 # Output goes to a pipe, as it does for a host: to a console or /dev/null Wine's msvcrt writes text
 # one character a call (some 3,900 calls for --list), which would be measured instead.
 #   scripts/startup-ratio.sh [QISRTVCARD_EXE] [ROUNDS] [RUNS_PER_ROUND]
-# Default program: the release build (build/windows-release/bin). Needs hyperfine (apt-get install
+# Default program: the stripped build (build/windows/bin). Needs hyperfine (apt-get install
 # hyperfine), wine and xvfb-run; opens its own X display when none is set.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-program=$(realpath "${1:-build/windows-release/bin/qisrtvcard.exe}")
+program=$(realpath "${1:-build/windows/bin/qisrtvcard.exe}")
 rounds=${2:-15} runs=${3:-5}
 command -v hyperfine >/dev/null || { echo "hyperfine is missing: apt-get install -y hyperfine" >&2; exit 1; }
 [ -n "${DISPLAY:-}" ] || exec xvfb-run -a "$0" "$program" "$rounds" "$runs"
