@@ -1,3 +1,5 @@
+// The system device enumerator: categories, monikers and their property bags as the module's
+// device discovery reads them.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -11,6 +13,7 @@
 namespace tvsim {
 namespace {
 
+using testing::create;
 using tunekit::ComPtr;
 
 const HRESULT kNoSuchValue = HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
@@ -27,11 +30,6 @@ const char* const kThreeDevices = R"json({
       {"description": "nameless"}
     ]
   }
-})json";
-
-const char* const kNoDevices = R"json({
-  "device": {"name": "Card A"},
-  "categories": {"VideoInputDevice": []}
 })json";
 
 // Reads one property as text; the HRESULT when it cannot be read.
@@ -53,30 +51,15 @@ Read readProperty(const ComPtr<IPropertyBag>& bag, const wchar_t* name, VARTYPE 
     return read;
 }
 
-class DevicesTest : public ::testing::Test, public testing::SimulationFixture {
+class Devices : public testing::SimTest {
 protected:
-    explicit DevicesTest(const char* json = kThreeDevices) : SimulationFixture(json) {}
-
-    void SetUp() override {
-        ASSERT_EQ(simulation().createInstance(CLSID_SystemDeviceEnum, nullptr, CLSCTX_INPROC_SERVER, IID_ICreateDevEnum,
-                                              devices.putVoid()),
-                  S_OK);
-    }
-
-    void TearDown() override {
-        devices.reset();
-        EXPECT_TRUE(simulation().liveObjects().empty()) << liveObjects();
-    }
-
-    ComPtr<IEnumMoniker> videoInputs() {
-        ComPtr<IEnumMoniker> monikers;
-        EXPECT_EQ(devices->CreateClassEnumerator(CLSID_VideoInputDeviceCategory, monikers.put(), 0), S_OK);
-        return monikers;
-    }
+    explicit Devices(const char* json = kThreeDevices) : SimTest(json) {}
+    void release() override { devices.reset(); }
 
     std::vector<ComPtr<IMoniker>> allVideoInputs() {
         std::vector<ComPtr<IMoniker>> all;
-        ComPtr<IEnumMoniker> monikers = videoInputs();
+        ComPtr<IEnumMoniker> monikers;
+        EXPECT_EQ(devices->CreateClassEnumerator(CLSID_VideoInputDeviceCategory, monikers.put(), 0), S_OK);
         for (ComPtr<IMoniker> moniker; monikers && monikers->Next(1, moniker.put(), nullptr) == S_OK;) all.push_back(moniker);
         return all;
     }
@@ -87,33 +70,59 @@ protected:
         return bag;
     }
 
-    ComPtr<ICreateDevEnum> devices;
+    ComPtr<ICreateDevEnum> devices = create<ICreateDevEnum>(CLSID_SystemDeviceEnum);
 };
 
-class DevicesEmptyCategoryTest : public DevicesTest {
+// A category the caller asks for, on a scenario, and whether it gets an enumerator.
+struct Enumeration {
+    const char* name;
+    const char* scenario; // the three devices when null, the built-in default when ""
+    const GUID* category;
+    DWORD flags;
+    HRESULT result;
+    const char* journaled; // the category as the journal names it
+};
+
+class DeviceEnumeration : public Devices, public ::testing::WithParamInterface<Enumeration> {
 protected:
-    DevicesEmptyCategoryTest() : DevicesTest(kNoDevices) {}
+    DeviceEnumeration() : Devices(GetParam().scenario ? GetParam().scenario : kThreeDevices) {}
 };
 
-TEST_F(DevicesTest, MonikersComeInScenarioOrderAndTheEndAnswersSFalse) {
-    ComPtr<IEnumMoniker> monikers = videoInputs();
-    ASSERT_TRUE(monikers);
-    std::vector<std::wstring> descriptions;
+TEST_P(DeviceEnumeration, GivesAnEnumeratorOnlyForHardwareOfTheCategory) {
+    const Enumeration& c = GetParam();
+    ComPtr<IEnumMoniker> monikers;
+    EXPECT_EQ(devices->CreateClassEnumerator(*c.category, monikers.put(), c.flags), c.result);
+    EXPECT_EQ(static_cast<bool>(monikers), c.result == S_OK) << "S_FALSE comes without an enumerator";
+    if (c.journaled) EXPECT_EQ(callsOf("CreateClassEnumerator").back().arguments, c.journaled);
+}
+
+const char* const kEmptyCategory = R"json({"device": {"name": "Card A"}, "categories": {"VideoInputDevice": []}})json";
+const Enumeration kEnumerations[] = {
+    {"VideoInputs", nullptr, &CLSID_VideoInputDeviceCategory, 0, S_OK, "VideoInputDevice"},
+    {"PlugAndPlayDevicesOnly", nullptr, &CLSID_VideoInputDeviceCategory, CDEF_DEVMON_PNP_DEVICE, S_OK, nullptr},
+    {"DmosOnlyFindNoCards", nullptr, &CLSID_VideoInputDeviceCategory, CDEF_DEVMON_DMO, S_FALSE, nullptr},
+    {"CategoryTheScenarioLacks", nullptr, &CLSID_AudioInputDeviceCategory, 0, S_FALSE, nullptr},
+    {"EmptyCategory", kEmptyCategory, &CLSID_VideoInputDeviceCategory, 0, S_FALSE, nullptr},
+    {"NoBdaTunersOnTheDefaultCard", "", &tunekit::KSCATEGORY_BDA_NETWORK_TUNER, 0, S_FALSE, "BDANetworkTuner"},
+};
+INSTANTIATE_TEST_SUITE_P(Categories, DeviceEnumeration, ::testing::ValuesIn(kEnumerations),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(Devices, MonikersComeOnceEachUntilSFalseAndEachEnumerationHasItsOwn) {
+    EXPECT_EQ(devices->CreateClassEnumerator(CLSID_VideoInputDeviceCategory, nullptr, 0), E_POINTER);
+    ComPtr<IEnumMoniker> monikers;
+    ASSERT_EQ(devices->CreateClassEnumerator(CLSID_VideoInputDeviceCategory, monikers.put(), 0), S_OK);
     ComPtr<IMoniker> moniker;
     ULONG fetched = 0;
-    while (monikers->Next(1, moniker.put(), &fetched) == S_OK) {
-        ASSERT_EQ(fetched, 1u);
-        descriptions.push_back(readProperty(bagOf(moniker), L"Description").text);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(monikers->Next(1, moniker.put(), &fetched), S_OK);
+        EXPECT_EQ(fetched, 1u);
     }
-    EXPECT_EQ(descriptions, (std::vector<std::wstring>{L"first", L"second", L"nameless"}));
     EXPECT_EQ(monikers->Next(1, moniker.put(), &fetched), S_FALSE);
     EXPECT_EQ(fetched, 0u);
     EXPECT_FALSE(moniker);
-}
 
-TEST_F(DevicesTest, EachEnumerationHandsOutItsOwnMonikers) {
-    const auto first = allVideoInputs();
-    const auto second = allVideoInputs();
+    const auto first = allVideoInputs(), second = allVideoInputs();
     ASSERT_EQ(first.size(), 3u);
     ASSERT_EQ(second.size(), 3u);
     EXPECT_NE(first[0].get(), second[0].get());
@@ -121,52 +130,43 @@ TEST_F(DevicesTest, EachEnumerationHandsOutItsOwnMonikers) {
     EXPECT_EQ(first[0]->IsEqual(first[1].get()), S_FALSE);
 }
 
-TEST_F(DevicesTest, CategoriesWithoutDevicesSucceedWithoutAnEnumerator) {
-    ComPtr<IEnumMoniker> monikers;
-    EXPECT_EQ(devices->CreateClassEnumerator(CLSID_AudioInputDeviceCategory, monikers.put(), 0), S_FALSE);
-    EXPECT_FALSE(monikers);
-    // The cards are hardware: asking only for DMOs finds none of them.
-    EXPECT_EQ(devices->CreateClassEnumerator(CLSID_VideoInputDeviceCategory, monikers.put(), CDEF_DEVMON_DMO), S_FALSE);
-    EXPECT_FALSE(monikers);
-    EXPECT_EQ(devices->CreateClassEnumerator(CLSID_VideoInputDeviceCategory, monikers.put(), CDEF_DEVMON_PNP_DEVICE), S_OK);
-    EXPECT_TRUE(monikers);
-    EXPECT_EQ(devices->CreateClassEnumerator(CLSID_VideoInputDeviceCategory, nullptr, 0), E_POINTER);
-}
-
-TEST_F(DevicesEmptyCategoryTest, AnEmptyCategorySucceedsWithoutAnEnumerator) {
-    ComPtr<IEnumMoniker> monikers;
-    EXPECT_EQ(devices->CreateClassEnumerator(CLSID_VideoInputDeviceCategory, monikers.put(), 0), S_FALSE);
-    EXPECT_FALSE(monikers);
-}
-
-TEST_F(DevicesTest, PropertyBagsGiveTheScenarioTextsAndFailForWhatItLeavesOut) {
+TEST_F(Devices, PropertyBagsGiveTheScenarioTextsInTheTypeAskedAndFailForWhatItLeavesOut) {
     const auto monikers = allVideoInputs();
     ASSERT_EQ(monikers.size(), 3u);
-    ComPtr<IPropertyBag> first = bagOf(monikers[0]);
-    const Read name = readProperty(first, L"FriendlyName");
-    EXPECT_EQ(name.result, S_OK);
-    EXPECT_EQ(name.type, VT_BSTR);
-    EXPECT_EQ(name.text, L"Card A");
-    EXPECT_EQ(readProperty(first, L"DevicePath").text, L"\\\\?\\pci#card_a#1");
-    // Value names are registry value names: case does not matter.
-    EXPECT_EQ(readProperty(first, L"friendlyname").text, L"Card A");
-
-    EXPECT_EQ(readProperty(bagOf(monikers[1]), L"DevicePath").result, kNoSuchValue);
-    ComPtr<IPropertyBag> nameless = bagOf(monikers[2]);
-    const Read missing = readProperty(nameless, L"FriendlyName");
-    EXPECT_EQ(missing.result, kNoSuchValue);
-    EXPECT_EQ(missing.type, VT_EMPTY);
-    EXPECT_EQ(readProperty(nameless, L"CLSID").result, kNoSuchValue);
+    const struct {
+        int device;
+        const wchar_t* property;
+        VARTYPE wanted;
+        HRESULT result;
+        const wchar_t* text;
+    } cases[] = {
+        {0, L"Description", VT_EMPTY, S_OK, L"first"},  // in scenario order
+        {1, L"Description", VT_EMPTY, S_OK, L"second"},
+        {2, L"Description", VT_EMPTY, S_OK, L"nameless"},
+        {0, L"FriendlyName", VT_EMPTY, S_OK, L"Card A"},
+        {0, L"friendlyname", VT_EMPTY, S_OK, L"Card A"}, // registry value names ignore case
+        {0, L"DevicePath", VT_EMPTY, S_OK, L"\\\\?\\pci#card_a#1"},
+        {0, L"FriendlyName", VT_I4, DISP_E_TYPEMISMATCH, L""},
+        {1, L"DevicePath", VT_EMPTY, kNoSuchValue, L""},
+        {2, L"FriendlyName", VT_EMPTY, kNoSuchValue, L""},
+        {2, L"CLSID", VT_EMPTY, kNoSuchValue, L""},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(qis::String(c.property).utf8() + " of device " + std::to_string(c.device));
+        const Read read = readProperty(bagOf(monikers[c.device]), c.property, c.wanted);
+        EXPECT_EQ(read.result, c.result);
+        EXPECT_EQ(read.text, c.text);
+        if (c.wanted == VT_EMPTY) EXPECT_EQ(read.type, c.result == S_OK ? VT_BSTR : VT_EMPTY);
+    }
 }
 
-TEST_F(DevicesTest, PropertyBagsConvertToTheTypeAskedForAndAreReadOnly) {
+TEST_F(Devices, PropertyBagsAreReadOnly) {
     const auto monikers = allVideoInputs();
     ASSERT_FALSE(monikers.empty());
     ComPtr<IPropertyBag> bag = bagOf(monikers[0]);
-    EXPECT_EQ(readProperty(bag, L"FriendlyName", VT_I4).result, DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(bag->Read(L"FriendlyName", nullptr, nullptr), E_POINTER);
     VARIANT value;
     VariantInit(&value);
-    EXPECT_EQ(bag->Read(L"FriendlyName", nullptr, nullptr), E_POINTER);
     value.vt = VT_BSTR;
     value.bstrVal = SysAllocString(L"Card B");
     EXPECT_EQ(bag->Write(L"FriendlyName", &value), E_ACCESSDENIED);
@@ -174,7 +174,7 @@ TEST_F(DevicesTest, PropertyBagsConvertToTheTypeAskedForAndAreReadOnly) {
     EXPECT_EQ(readProperty(bag, L"FriendlyName").text, L"Card A");
 }
 
-TEST_F(DevicesTest, MonikersBindTheirDeviceFilterAndOnlyThroughTheInterfacesItHas) {
+TEST_F(Devices, MonikersBindTheirDeviceFilterAndOnlyThroughTheInterfacesItHas) {
     const auto monikers = allVideoInputs();
     ASSERT_EQ(monikers.size(), 3u);
     ComPtr<IBaseFilter> filter, again;
@@ -189,52 +189,46 @@ TEST_F(DevicesTest, MonikersBindTheirDeviceFilterAndOnlyThroughTheInterfacesItHa
     EXPECT_FALSE(wrong);
     EXPECT_EQ(monikers[0]->BindToStorage(nullptr, nullptr, IID_IStream, wrong.putVoid()), E_NOINTERFACE);
     EXPECT_FALSE(wrong);
-
     // A device whose key names no filter cannot be bound.
-    ComPtr<IBaseFilter> none;
-    EXPECT_EQ(monikers[2]->BindToObject(nullptr, nullptr, IID_IBaseFilter, none.putVoid()), kNoSuchValue);
-    EXPECT_FALSE(none);
+    EXPECT_EQ(monikers[2]->BindToObject(nullptr, nullptr, IID_IBaseFilter, wrong.putVoid()), kNoSuchValue);
+    EXPECT_FALSE(wrong);
 }
 
-TEST_F(DevicesTest, DisplayNamesNameHardwareByItsDevicePath) {
+TEST_F(Devices, DisplayNamesNameHardwareByItsDevicePath) {
     const auto monikers = allVideoInputs();
     ASSERT_EQ(monikers.size(), 3u);
-    LPOLESTR name = nullptr;
-    ASSERT_EQ(monikers[0]->GetDisplayName(nullptr, nullptr, &name), S_OK);
-    EXPECT_STREQ(name, L"@device:pnp:\\\\?\\pci#card_a#1");
-    CoTaskMemFree(name);
-    name = nullptr;
-    ASSERT_EQ(monikers[1]->GetDisplayName(nullptr, nullptr, &name), S_OK);
-    EXPECT_NE(std::wstring(name).find(L"@device:sw:"), std::wstring::npos);
-    CoTaskMemFree(name);
+    const auto displayName = [&](int device) {
+        LPOLESTR name = nullptr;
+        EXPECT_EQ(monikers[device]->GetDisplayName(nullptr, nullptr, &name), S_OK);
+        const std::wstring text = name ? name : L"";
+        CoTaskMemFree(name);
+        return text;
+    };
+    EXPECT_EQ(displayName(0), L"@device:pnp:\\\\?\\pci#card_a#1");
+    EXPECT_EQ(displayName(1).find(L"@device:sw:"), 0u);
 }
 
-TEST_F(DevicesTest, FaultsAimAtOneMonikerByNameAndRepeatsAreNumbered) {
+TEST_F(Devices, FaultsAimAtOneObjectByNameWithRepeatsNumberedAndANullResultIsOneCallOnly) {
     simulation().faults().add({"Moniker: Card A #2", "BindToStorage", static_cast<std::int32_t>(E_FAIL), 0, FaultKind::Fail});
     simulation().faults().add({"PropertyBag: VideoInputDevice #3", "Read", static_cast<std::int32_t>(E_OUTOFMEMORY), 0,
                                FaultKind::Fail});
+    simulation().faults().add({"SystemDeviceEnum", "CreateClassEnumerator", 0, 1, FaultKind::NullResult});
+    ComPtr<IEnumMoniker> none;
+    EXPECT_EQ(devices->CreateClassEnumerator(CLSID_VideoInputDeviceCategory, none.put(), 0), S_OK);
+    EXPECT_FALSE(none);
+
     const auto monikers = allVideoInputs();
     ASSERT_EQ(monikers.size(), 3u);
     EXPECT_TRUE(bagOf(monikers[0]));
-
     ComPtr<IPropertyBag> bag;
     EXPECT_EQ(monikers[1]->BindToStorage(nullptr, nullptr, IID_IPropertyBag, bag.putVoid()), E_FAIL);
     EXPECT_FALSE(bag);
-
     ComPtr<IPropertyBag> nameless = bagOf(monikers[2]);
     ASSERT_TRUE(nameless);
     EXPECT_EQ(readProperty(nameless, L"Description").result, E_OUTOFMEMORY);
 }
 
-TEST_F(DevicesTest, ANullResultFaultSucceedsWithoutAnEnumerator) {
-    simulation().faults().add({"SystemDeviceEnum", "CreateClassEnumerator", 0, 1, FaultKind::NullResult});
-    ComPtr<IEnumMoniker> monikers;
-    EXPECT_EQ(devices->CreateClassEnumerator(CLSID_VideoInputDeviceCategory, monikers.put(), 0), S_OK);
-    EXPECT_FALSE(monikers);
-    EXPECT_TRUE(videoInputs());
-}
-
-TEST_F(DevicesTest, TheJournalRecordsEachCallWithItsArgumentsAndResult) {
+TEST_F(Devices, TheJournalRecordsEachCallWithItsArgumentsAndResult) {
     simulation().journal().clear();
     const auto monikers = allVideoInputs();
     ASSERT_FALSE(monikers.empty());
