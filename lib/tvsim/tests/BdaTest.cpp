@@ -14,58 +14,39 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using testing::create;
+using testing::pinNames;
+using testing::pinOf;
 using tunekit::ComPtr;
 
 std::string scenarioText(const char* name) { return *builtInScenarioText(name); }
 
-// A digital scenario as a fixture, with the COM helpers the tests share.
-class DigitalFixture : public testing::SimulationFixture {
-public:
-    explicit DigitalFixture(const std::string& json) : SimulationFixture(json) {}
+// A digital scenario, with the look-ups of devices and tune requests the tests share.
+class DigitalFixture : public testing::SimTest {
+protected:
+    explicit DigitalFixture(const std::string& json) : SimTest(json) {}
 
-    template <class T>
-    ComPtr<T> create(REFCLSID clsid) {
-        ComPtr<T> object;
-        EXPECT_EQ(simulation().createInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, __uuidof(T), object.putVoid()), S_OK);
-        return object;
-    }
-
-    // The first device of a BDA category, bound and added to `graph` under its friendly name.
-    ComPtr<IBaseFilter> load(REFGUID category, IGraphBuilder* graph) {
+    // Device `index` of a BDA category, bound and added to `graph` under its friendly name; its
+    // device path in `devicePath` when asked.
+    ComPtr<IBaseFilter> load(REFGUID category, IGraphBuilder* graph, int index = 0, std::string* devicePath = nullptr) {
         auto devices = create<ICreateDevEnum>(CLSID_SystemDeviceEnum);
         ComPtr<IEnumMoniker> monikers;
         EXPECT_EQ(devices->CreateClassEnumerator(category, monikers.put(), 0), S_OK);
         ComPtr<IMoniker> moniker;
-        if (!monikers || monikers->Next(1, moniker.put(), nullptr) != S_OK) return ComPtr<IBaseFilter>();
+        for (int i = 0; i <= index; ++i)
+            if (!monikers || monikers->Next(1, moniker.put(), nullptr) != S_OK) return ComPtr<IBaseFilter>();
         ComPtr<IBaseFilter> filter;
         EXPECT_EQ(moniker->BindToObject(nullptr, nullptr, IID_IBaseFilter, filter.putVoid()), S_OK);
         ComPtr<IPropertyBag> bag;
         EXPECT_EQ(moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag, bag.putVoid()), S_OK);
-        VARIANT name;
-        VariantInit(&name);
-        EXPECT_EQ(bag->Read(L"FriendlyName", &name, nullptr), S_OK);
-        if (graph) EXPECT_EQ(graph->AddFilter(filter.get(), name.bstrVal), S_OK);
-        VariantClear(&name);
+        VARIANT value;
+        VariantInit(&value);
+        if (devicePath && bag->Read(L"DevicePath", &value, nullptr) == S_OK) *devicePath = qis::String(value.bstrVal).utf8();
+        VariantClear(&value);
+        EXPECT_EQ(bag->Read(L"FriendlyName", &value, nullptr), S_OK);
+        if (graph) EXPECT_EQ(graph->AddFilter(filter.get(), value.bstrVal), S_OK);
+        VariantClear(&value);
         return filter;
-    }
-
-    static ComPtr<IPin> pin(IBaseFilter* filter, const wchar_t* name) {
-        ComPtr<IPin> found;
-        EXPECT_EQ(filter->FindPin(name, found.put()), S_OK) << qis::String(name).utf8();
-        return found;
-    }
-
-    static std::vector<std::string> pinNames(IBaseFilter* filter) {
-        std::vector<std::string> names;
-        ComPtr<IEnumPins> pins;
-        filter->EnumPins(pins.put());
-        for (ComPtr<IPin> p; pins->Next(1, p.put(), nullptr) == S_OK;) {
-            PIN_INFO info{};
-            p->QueryPinInfo(&info);
-            if (info.pFilter) info.pFilter->Release();
-            names.push_back(qis::String(info.achName).utf8());
-        }
-        return names;
     }
 
     // An ATSC tune request for a physical channel on a space of the container (antenna or cable).
@@ -91,36 +72,35 @@ public:
         EXPECT_EQ(request->put_Locator(locator.get()), S_OK);
         return request;
     }
-
-    std::vector<Call> callsOf(const char* method) {
-        std::vector<Call> found;
-        for (const auto& c : simulation().journal().calls())
-            if (c.method == method) found.push_back(c);
-        return found;
-    }
 };
 
 // The ATSC card wired as the ATSC test wires it: provider, tuner, receiver, demultiplexer and
 // three rendered demultiplexer outputs.
-class AtscGraph : public ::testing::Test, public DigitalFixture {
+class AtscGraph : public DigitalFixture {
 protected:
     AtscGraph() : DigitalFixture(scenarioText("atsc")) {}
 
     void SetUp() override {
-        graph = create<IGraphBuilder>(CLSID_FilterGraph);
         provider = load(tunekit::KSCATEGORY_BDA_NETWORK_PROVIDER, graph.get());
         tunerFilter = load(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, graph.get());
         receiver = load(tunekit::KSCATEGORY_BDA_RECEIVER_COMPONENT, graph.get());
-        demux = create<IBaseFilter>(CLSID_MPEG2Demultiplexer);
         ASSERT_EQ(graph->AddFilter(demux.get(), L"Demux"), S_OK);
-        ASSERT_EQ(graph->Connect(pin(provider.get(), L"Antenna Out").get(), pin(tunerFilter.get(), L"Input0").get()), S_OK);
-        ASSERT_EQ(graph->Connect(pin(tunerFilter.get(), L"MPEG2 Transport").get(), pin(receiver.get(), L"MPEG2 Transport In").get()), S_OK);
-        ASSERT_EQ(graph->Connect(pin(receiver.get(), L"MPEG2 Transport").get(), pin(demux.get(), L"MPEG-2 Stream").get()), S_OK);
+        testing::connect(graph.get(), {{provider.get(), L"Antenna Out", tunerFilter.get(), L"Input0"},
+                                       {tunerFilter.get(), L"MPEG2 Transport", receiver.get(), L"MPEG2 Transport In"},
+                                       {receiver.get(), L"MPEG2 Transport", demux.get(), L"MPEG-2 Stream"}});
         ASSERT_EQ(provider.as(tuner), S_OK);
+    }
+    void release() override {
+        if (control) control->Stop();
+        frames.reset();
+        control.reset();
+        tuner.reset();
+        for (auto* f : {&demux, &receiver, &tunerFilter, &provider}) f->reset();
+        graph.reset();
     }
 
     void renderDemux() {
-        for (const wchar_t* name : {L"001", L"002", L"003"}) ASSERT_EQ(graph->Render(pin(demux.get(), name).get()), S_OK);
+        for (const wchar_t* name : {L"001", L"002", L"003"}) ASSERT_EQ(graph->Render(pinOf(demux.get(), name).get()), S_OK);
         ComPtr<IBaseFilter> renderer;
         ASSERT_EQ(graph->FindFilterByName(L"Video Renderer", renderer.put()), S_OK);
         ASSERT_EQ(renderer.as(frames), S_OK);
@@ -135,45 +115,59 @@ protected:
         return after - before;
     }
 
-    void TearDown() override {
-        if (control) control->Stop();
-        frames.reset();
-        control.reset();
-        tuner.reset();
-        demux.reset();
-        receiver.reset();
-        tunerFilter.reset();
-        provider.reset();
-        graph.reset();
-        EXPECT_TRUE(simulation().liveObjects().empty()) << liveObjects();
+    // A Clear QAM request on the tuner's own cable space.
+    ComPtr<ITuneRequest> qamRequest(long frequency, long program, ModulationType modulation) {
+        ComPtr<IEnumTuningSpaces> spaces;
+        EXPECT_EQ(tuner->EnumTuningSpaces(spaces.put()), S_OK);
+        ComPtr<ITuningSpace> space;
+        for (ComPtr<ITuningSpace> s; spaces->Next(1, s.put(), nullptr) == S_OK;) {
+            BSTR name = nullptr;
+            s->get_UniqueName(&name);
+            if (qis::String(name) == "ATSCCable") space = s;
+            SysFreeString(name);
+        }
+        EXPECT_TRUE(space);
+        auto locator = create<IATSCLocator2>(CLSID_ATSCLocator);
+        locator->put_ProgramNumber(program);
+        locator->put_CarrierFrequency(frequency);
+        locator->put_Modulation(modulation);
+        ComPtr<ITuneRequest> request;
+        EXPECT_EQ(space->CreateTuneRequest(request.put()), S_OK);
+        ComPtr<IATSCChannelTuneRequest> channel;
+        EXPECT_EQ(request.as(channel), S_OK);
+        channel->put_Channel(80);
+        request->put_Locator(locator.get());
+        return request;
     }
 
-    ComPtr<IGraphBuilder> graph;
-    ComPtr<IBaseFilter> provider, tunerFilter, receiver, demux;
+    ComPtr<IGraphBuilder> graph = create<IGraphBuilder>(CLSID_FilterGraph);
+    ComPtr<IBaseFilter> provider, tunerFilter, receiver, demux = create<IBaseFilter>(CLSID_MPEG2Demultiplexer);
     ComPtr<ITuner> tuner;
     ComPtr<IQualProp> frames;
     ComPtr<IMediaControl> control;
 };
 
-TEST_F(AtscGraph, TheDemultiplexerMakesItsPinsOnATransportStreamAndThreeOfThemRender) {
+TEST_F(AtscGraph, TheTransportStreamRendersAndFramesAreDrawnOnlyWhileRunningOnAChannelWithAPicture) {
     EXPECT_THAT(pinNames(demux.get()), ElementsAre("MPEG-2 Stream", "001", "002", "003"));
     renderDemux();
-    ComPtr<IBaseFilter> found;
-    EXPECT_EQ(graph->FindFilterByName(L"MPEG-2 Video Decoder", found.put()), S_OK);
-    EXPECT_EQ(graph->FindFilterByName(L"Default DirectSound Device", found.put()), S_OK);
-    EXPECT_EQ(graph->FindFilterByName(L"BDA MPEG2 Transport Information Filter", found.put()), S_OK);
-}
-
-TEST_F(AtscGraph, FramesAreDrawnOnlyWhileRunningOnAChannelWithAPicture) {
-    renderDemux();
+    for (const wchar_t* name : {L"MPEG-2 Video Decoder", L"Default DirectSound Device", L"BDA MPEG2 Transport Information Filter"}) {
+        ComPtr<IBaseFilter> found;
+        EXPECT_EQ(graph->FindFilterByName(name, found.put()), S_OK) << qis::String(name).utf8();
+    }
     ASSERT_EQ(control->Run(), S_OK);
     EXPECT_EQ(framesIn(2.5), 0) << "nothing tuned yet";
-    ASSERT_EQ(tuner->put_TuneRequest(atscRequest(7, TunerInputCable).get()), S_OK);
-    EXPECT_EQ(framesIn(2.5), 0) << "channel 7 carries a picture on the antenna only";
-    ASSERT_EQ(tuner->put_TuneRequest(atscRequest(31, TunerInputAntenna).get()), S_OK);
-    EXPECT_EQ(framesIn(2.5), 0) << "channel 31 carries a stream without a picture";
-    ASSERT_EQ(tuner->put_TuneRequest(atscRequest(7, TunerInputAntenna).get()), S_OK);
-    EXPECT_GE(framesIn(2.5), 70);
+    const auto framesOn = [&](const ComPtr<ITuneRequest>& request) {
+        EXPECT_EQ(tuner->put_TuneRequest(request.get()), S_OK);
+        return framesIn(2.5);
+    };
+    EXPECT_EQ(framesOn(atscRequest(7, TunerInputCable)), 0) << "channel 7 carries a picture on the antenna only";
+    EXPECT_EQ(framesOn(atscRequest(31, TunerInputAntenna)), 0) << "channel 31 carries a stream without a picture";
+    // Clear QAM is received only on its carrier and program at 256-QAM.
+    EXPECT_EQ(framesOn(qamRequest(559250, 2, BDA_MOD_256QAM)), 0);
+    EXPECT_EQ(framesOn(qamRequest(559250, 3, BDA_MOD_64QAM)), 0);
+    EXPECT_EQ(framesOn(qamRequest(565250, 3, BDA_MOD_256QAM)), 0);
+    EXPECT_GT(framesOn(qamRequest(559250, 3, BDA_MOD_256QAM)), 0);
+    EXPECT_GE(framesOn(atscRequest(7, TunerInputAntenna)), 70);
     ASSERT_EQ(control->Pause(), S_OK);
     EXPECT_EQ(framesIn(2.5), 0) << "paused";
 }
@@ -196,39 +190,6 @@ TEST_F(AtscGraph, AProviderThatLockedOntoAProgramFillsInTheMinorChannel) {
     ASSERT_EQ(tunes.size(), 2u);
     EXPECT_EQ(tunes[0].object, "Microsoft Network Provider");
     EXPECT_EQ(tunes[0].arguments, "ATSC input=1 channel=-1 minor=-1 physical=7 frequency=-1 modulation=-1 program=-1");
-}
-
-TEST_F(AtscGraph, AClearQamRequestIsReceivedOnlyOnItsCarrierAndProgramAt256Qam) {
-    renderDemux();
-    ASSERT_EQ(control->Run(), S_OK);
-    const auto qam = [&](long frequency, long program, ModulationType modulation) {
-        ComPtr<IEnumTuningSpaces> spaces;
-        EXPECT_EQ(tuner->EnumTuningSpaces(spaces.put()), S_OK);
-        ComPtr<ITuningSpace> space;
-        for (ComPtr<ITuningSpace> s; spaces->Next(1, s.put(), nullptr) == S_OK;) {
-            BSTR name = nullptr;
-            s->get_UniqueName(&name);
-            if (qis::String(name) == "ATSCCable") space = s;
-            SysFreeString(name);
-        }
-        EXPECT_TRUE(space);
-        auto locator = create<IATSCLocator2>(CLSID_ATSCLocator);
-        locator->put_ProgramNumber(program);
-        locator->put_CarrierFrequency(frequency);
-        locator->put_Modulation(modulation);
-        ComPtr<ITuneRequest> request;
-        EXPECT_EQ(space->CreateTuneRequest(request.put()), S_OK);
-        ComPtr<IATSCChannelTuneRequest> channel;
-        EXPECT_EQ(request.as(channel), S_OK);
-        channel->put_Channel(80);
-        request->put_Locator(locator.get());
-        EXPECT_EQ(tuner->put_TuneRequest(request.get()), S_OK);
-        return framesIn(2.5);
-    };
-    EXPECT_EQ(qam(559250, 2, BDA_MOD_256QAM), 0);
-    EXPECT_EQ(qam(559250, 3, BDA_MOD_64QAM), 0);
-    EXPECT_EQ(qam(565250, 3, BDA_MOD_256QAM), 0);
-    EXPECT_GT(qam(559250, 3, BDA_MOD_256QAM), 0);
 }
 
 TEST_F(AtscGraph, StatisticsOfThisTunerAreOnlyOnItsDemodulatorNode) {
@@ -283,37 +244,31 @@ TEST_F(AtscGraph, ProvidersOnlyTakeRequestsOfTheirNetwork) {
 }
 
 // The DVB-T stick as the DVB-T test wires it, with the sample grabber behind the receiver.
-class DvbtGraph : public ::testing::Test, public DigitalFixture {
+class DvbtGraph : public DigitalFixture {
 protected:
     explicit DvbtGraph(const std::string& json = scenarioText("dvbt")) : DigitalFixture(json) {}
 
     void SetUp() override {
-        graph = create<IGraphBuilder>(CLSID_FilterGraph);
-        provider = create<IBaseFilter>(CLSID_DVBTNetworkProvider);
         ASSERT_EQ(graph->AddFilter(provider.get(), L"DVB-T Network Provider"), S_OK);
         tunerFilter = load(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, graph.get());
         receiver = load(tunekit::KSCATEGORY_BDA_RECEIVER_COMPONENT, graph.get());
-        grabberFilter = create<IBaseFilter>(tunekit::CLSID_SampleGrabber);
         ASSERT_EQ(graph->AddFilter(grabberFilter.get(), L"SampleGrabber"), S_OK);
-        demux = create<IBaseFilter>(CLSID_MPEG2Demultiplexer);
         ASSERT_EQ(graph->AddFilter(demux.get(), L"Demux"), S_OK);
-        ASSERT_EQ(graph->Connect(pin(provider.get(), L"Antenna Out").get(), pin(tunerFilter.get(), L"Input0").get()), S_OK);
-        ASSERT_EQ(graph->Connect(pin(tunerFilter.get(), L"MPEG2 Transport").get(), pin(receiver.get(), L"MPEG2 Transport In").get()), S_OK);
-        ASSERT_EQ(graph->Connect(pin(receiver.get(), L"MPEG2 Transport").get(), pin(grabberFilter.get(), L"Input").get()), S_OK);
-        ASSERT_EQ(graph->Connect(pin(grabberFilter.get(), L"Output").get(), pin(demux.get(), L"MPEG-2 Stream").get()), S_OK);
+        testing::connect(graph.get(), {{provider.get(), L"Antenna Out", tunerFilter.get(), L"Input0"},
+                                       {tunerFilter.get(), L"MPEG2 Transport", receiver.get(), L"MPEG2 Transport In"},
+                                       {receiver.get(), L"MPEG2 Transport", grabberFilter.get(), L"Input"},
+                                       {grabberFilter.get(), L"Output", demux.get(), L"MPEG-2 Stream"}});
         ASSERT_EQ(provider.as(tuner), S_OK);
         ASSERT_EQ(grabberFilter.as(grabber), S_OK);
         ASSERT_EQ(graph.as(control), S_OK);
     }
-
-    void TearDown() override {
-        control->Stop();
+    void release() override {
+        if (control) control->Stop();
         control.reset();
         grabber.reset();
         tuner.reset();
         for (auto* f : {&demux, &grabberFilter, &receiver, &tunerFilter, &provider}) f->reset();
         graph.reset();
-        EXPECT_TRUE(simulation().liveObjects().empty()) << liveObjects();
     }
 
     void tune(long frequency, ModulationType modulation, TransmissionMode mode, GuardInterval guard, BinaryConvolutionCodeRate rate,
@@ -351,8 +306,10 @@ protected:
         return data;
     }
 
-    ComPtr<IGraphBuilder> graph;
-    ComPtr<IBaseFilter> provider, tunerFilter, receiver, grabberFilter, demux;
+    ComPtr<IGraphBuilder> graph = create<IGraphBuilder>(CLSID_FilterGraph);
+    ComPtr<IBaseFilter> provider = create<IBaseFilter>(CLSID_DVBTNetworkProvider), tunerFilter, receiver,
+                        grabberFilter = create<IBaseFilter>(tunekit::CLSID_SampleGrabber),
+                        demux = create<IBaseFilter>(CLSID_MPEG2Demultiplexer);
     ComPtr<ITuner> tuner;
     ComPtr<ISampleGrabber> grabber;
     ComPtr<IMediaControl> control;
@@ -471,10 +428,10 @@ TEST_F(DvbtGraph, TablesReachTheTransportInformationFilterAndTheRestRenders) {
     ComPtr<IBaseFilter> tif = load(tunekit::KSCATEGORY_BDA_TRANSPORT_INFORMATION, graph.get());
     ASSERT_TRUE(tif);
     // Video and audio cannot connect to it; the table pin can.
-    EXPECT_NE(graph->Connect(pin(demux.get(), L"001").get(), pin(tif.get(), L"Input").get()), S_OK);
-    EXPECT_EQ(graph->Connect(pin(demux.get(), L"003").get(), pin(tif.get(), L"Input").get()), S_OK);
-    EXPECT_EQ(graph->Render(pin(demux.get(), L"001").get()), S_OK);
-    EXPECT_EQ(graph->Render(pin(demux.get(), L"002").get()), S_OK);
+    EXPECT_NE(graph->Connect(pinOf(demux.get(), L"001").get(), pinOf(tif.get(), L"Input").get()), S_OK);
+    EXPECT_EQ(graph->Connect(pinOf(demux.get(), L"003").get(), pinOf(tif.get(), L"Input").get()), S_OK);
+    EXPECT_EQ(graph->Render(pinOf(demux.get(), L"001").get()), S_OK);
+    EXPECT_EQ(graph->Render(pinOf(demux.get(), L"002").get()), S_OK);
 }
 
 // A stick whose samples are cut smaller than a packet, and whose provider refuses its second
@@ -516,91 +473,61 @@ TEST_F(SmallSamples, TheGrabberOnlyEverHoldsPartOfAPacketAndFaultsReachTheProvid
 
 // Rendering a tuner's transport stream reaches a demultiplexer already in the graph and goes on
 // to the renderers, as the OpenCable test relies on.
-class OcurGraph : public ::testing::Test, public DigitalFixture {
+class OcurGraph : public DigitalFixture {
 protected:
     OcurGraph() : DigitalFixture(scenarioText("ocur")) {}
 };
 
 TEST_F(OcurGraph, RenderingTheTunerOutputBuildsTheWholeChainThroughTheDemultiplexer) {
-    {
-        auto graph = create<IGraphBuilder>(CLSID_FilterGraph);
-        auto provider = create<IBaseFilter>(tunekit::CLSID_ATSCQAMNetworkProvider);
-        graph->AddFilter(provider.get(), L"ATSC QAM Network Provider");
-        auto devices = create<ICreateDevEnum>(CLSID_SystemDeviceEnum);
-        ComPtr<IEnumMoniker> monikers;
-        ASSERT_EQ(devices->CreateClassEnumerator(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, monikers.put(), 0), S_OK);
-        ComPtr<IMoniker> first, second;
-        ASSERT_EQ(monikers->Next(1, first.put(), nullptr), S_OK);
-        ASSERT_EQ(monikers->Next(1, second.put(), nullptr), S_OK);
-        ComPtr<IPropertyBag> bag;
-        ASSERT_EQ(second->BindToStorage(nullptr, nullptr, IID_IPropertyBag, bag.putVoid()), S_OK);
-        VARIANT path;
-        VariantInit(&path);
-        ASSERT_EQ(bag->Read(L"DevicePath", &path, nullptr), S_OK);
-        EXPECT_THAT(qis::String(path.bstrVal).utf8(), HasSubstr("#4&1c3d5a7e&0&00e0#{71985f48"));
-        VariantClear(&path);
-        ComPtr<IBaseFilter> tunerFilter;
-        ASSERT_EQ(second->BindToObject(nullptr, nullptr, IID_IBaseFilter, tunerFilter.putVoid()), S_OK);
-        graph->AddFilter(tunerFilter.get(), L"OCUR BDA Tuner");
-        ASSERT_EQ(graph->Connect(pin(provider.get(), L"Antenna Out").get(), pin(tunerFilter.get(), L"Input0").get()), S_OK);
-        auto demux = create<IBaseFilter>(CLSID_MPEG2Demultiplexer);
-        graph->AddFilter(demux.get(), L"Demux");
-        EXPECT_EQ(graph->Render(pin(tunerFilter.get(), L"MPEG2 Transport").get()), S_OK);
-        ComPtr<IBaseFilter> renderer;
-        EXPECT_EQ(graph->FindFilterByName(L"Video Renderer", renderer.put()), S_OK);
-        EXPECT_EQ(graph->FindFilterByName(L"MPEG-2 Demultiplexer", renderer.put()), VFW_E_NOT_FOUND) << "the one in the graph was used";
-        ComPtr<IVideoWindow> window;
-        EXPECT_EQ(graph.as(window), S_OK);
-    }
-    EXPECT_TRUE(simulation().liveObjects().empty()) << liveObjects();
+    auto graph = create<IGraphBuilder>(CLSID_FilterGraph);
+    auto provider = create<IBaseFilter>(tunekit::CLSID_ATSCQAMNetworkProvider);
+    graph->AddFilter(provider.get(), L"ATSC QAM Network Provider");
+    std::string path;
+    ComPtr<IBaseFilter> tunerFilter = load(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, graph.get(), 1, &path);
+    ASSERT_TRUE(tunerFilter);
+    EXPECT_THAT(path, HasSubstr("#4&1c3d5a7e&0&00e0#{71985f48"));
+    testing::connect(graph.get(), {{provider.get(), L"Antenna Out", tunerFilter.get(), L"Input0"}});
+    auto demux = create<IBaseFilter>(CLSID_MPEG2Demultiplexer);
+    graph->AddFilter(demux.get(), L"Demux");
+    EXPECT_EQ(graph->Render(pinOf(tunerFilter.get(), L"MPEG2 Transport").get()), S_OK);
+    ComPtr<IBaseFilter> renderer;
+    EXPECT_EQ(graph->FindFilterByName(L"Video Renderer", renderer.put()), S_OK);
+    EXPECT_EQ(graph->FindFilterByName(L"MPEG-2 Demultiplexer", renderer.put()), VFW_E_NOT_FOUND) << "the one in the graph was used";
+    ComPtr<IVideoWindow> window;
+    EXPECT_EQ(graph.as(window), S_OK);
 }
 
-class SystemObjects : public ::testing::Test, public DigitalFixture {
-protected:
-    SystemObjects() : DigitalFixture(std::string()) {}
-};
+using SystemObjects = testing::SimTest;
 
 TEST_F(SystemObjects, TheTuningSpaceContainerIsIndexedFromZeroAndByName) {
-    {
-        auto container = create<ITuningSpaceContainer>(CLSID_SystemTuningSpaces);
-        LONG count = 0;
-        ASSERT_EQ(container->get_Count(&count), S_OK);
-        ASSERT_GE(count, 4);
-        const auto nameAt = [&](VARIANT index) {
-            ComPtr<ITuningSpace> space;
-            const HRESULT hr = container->get_Item(index, space.put());
-            if (FAILED(hr)) return std::string("error");
-            BSTR name = nullptr;
-            space->get_UniqueName(&name);
-            std::string text = qis::String(name).utf8();
-            SysFreeString(name);
-            return text;
-        };
-        VARIANT index;
-        VariantInit(&index);
-        index.vt = VT_I4;
-        index.lVal = 3;
-        EXPECT_EQ(nameAt(index), "Digital Cable");
-        ComPtr<ITuningSpace> third;
-        ASSERT_EQ(container->get_Item(index, third.put()), S_OK);
-        ComPtr<IATSCTuningSpace> atsc;
-        EXPECT_EQ(third.as(atsc), S_OK) << "a cable ATSC space, which the OpenCable test tunes with";
-        index.lVal = count;
-        EXPECT_EQ(nameAt(index), "error");
-        index.vt = VT_BSTR;
-        index.bstrVal = SysAllocString(L"ATSCCable");
-        EXPECT_EQ(nameAt(index), "ATSCCable");
-        VariantClear(&index);
-    }
-    EXPECT_TRUE(simulation().liveObjects().empty()) << liveObjects();
-}
-
-TEST_F(SystemObjects, WithoutBdaDevicesTheCategoriesAreEmpty) {
-    auto devices = create<ICreateDevEnum>(CLSID_SystemDeviceEnum);
-    ComPtr<IEnumMoniker> monikers;
-    EXPECT_EQ(devices->CreateClassEnumerator(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, monikers.put(), 0), S_FALSE);
-    EXPECT_FALSE(monikers);
-    EXPECT_EQ(callsOf("CreateClassEnumerator").back().arguments, "BDANetworkTuner");
+    auto container = create<ITuningSpaceContainer>(CLSID_SystemTuningSpaces);
+    LONG count = 0;
+    ASSERT_EQ(container->get_Count(&count), S_OK);
+    ASSERT_GE(count, 4);
+    const auto nameAt = [&](VARIANT index) {
+        ComPtr<ITuningSpace> space;
+        if (FAILED(container->get_Item(index, space.put()))) return std::string("error");
+        BSTR name = nullptr;
+        space->get_UniqueName(&name);
+        std::string text = qis::String(name).utf8();
+        SysFreeString(name);
+        return text;
+    };
+    VARIANT index;
+    VariantInit(&index);
+    index.vt = VT_I4;
+    index.lVal = 3;
+    EXPECT_EQ(nameAt(index), "Digital Cable");
+    ComPtr<ITuningSpace> third;
+    ASSERT_EQ(container->get_Item(index, third.put()), S_OK);
+    ComPtr<IATSCTuningSpace> atsc;
+    EXPECT_EQ(third.as(atsc), S_OK) << "a cable ATSC space, which the OpenCable test tunes with";
+    index.lVal = count;
+    EXPECT_EQ(nameAt(index), "error");
+    index.vt = VT_BSTR;
+    index.bstrVal = SysAllocString(L"ATSCCable");
+    EXPECT_EQ(nameAt(index), "ATSCCable");
+    VariantClear(&index);
 }
 
 } // namespace
