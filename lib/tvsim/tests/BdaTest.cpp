@@ -17,6 +17,7 @@ using ::testing::HasSubstr;
 using testing::create;
 using testing::pinNames;
 using testing::pinOf;
+using testing::query;
 using tunekit::ComPtr;
 
 std::string scenarioText(const char* name) { return *builtInScenarioText(name); }
@@ -58,13 +59,10 @@ protected:
         index.lVal = 0;
         ComPtr<ITuningSpace> space;
         EXPECT_EQ(spaces->get_Item(index, space.put()), S_OK);
-        ComPtr<IATSCTuningSpace> atsc;
-        EXPECT_EQ(space.as(atsc), S_OK);
-        EXPECT_EQ(atsc->put_InputType(input), S_OK);
+        EXPECT_EQ(query<IATSCTuningSpace>(space)->put_InputType(input), S_OK);
         ComPtr<ITuneRequest> request;
-        EXPECT_EQ(atsc->CreateTuneRequest(request.put()), S_OK);
-        ComPtr<IATSCChannelTuneRequest> channel;
-        EXPECT_EQ(request.as(channel), S_OK);
+        EXPECT_EQ(space->CreateTuneRequest(request.put()), S_OK);
+        auto channel = query<IATSCChannelTuneRequest>(request);
         channel->put_Channel(-1);
         channel->put_MinorChannel(-1);
         auto locator = create<IATSCLocator>(CLSID_ATSCLocator);
@@ -133,9 +131,7 @@ protected:
         locator->put_Modulation(modulation);
         ComPtr<ITuneRequest> request;
         EXPECT_EQ(space->CreateTuneRequest(request.put()), S_OK);
-        ComPtr<IATSCChannelTuneRequest> channel;
-        EXPECT_EQ(request.as(channel), S_OK);
-        channel->put_Channel(80);
+        query<IATSCChannelTuneRequest>(request)->put_Channel(80);
         request->put_Locator(locator.get());
         return request;
     }
@@ -177,10 +173,8 @@ TEST_F(AtscGraph, AProviderThatLockedOntoAProgramFillsInTheMinorChannel) {
         EXPECT_EQ(tuner->put_TuneRequest(atscRequest(physical, TunerInputAntenna).get()), S_OK);
         ComPtr<ITuneRequest> current;
         EXPECT_EQ(tuner->get_TuneRequest(current.put()), S_OK);
-        ComPtr<IATSCChannelTuneRequest> atsc;
-        EXPECT_EQ(current.as(atsc), S_OK);
         LONG minor = 99;
-        atsc->get_MinorChannel(&minor);
+        query<IATSCChannelTuneRequest>(current)->get_MinorChannel(&minor);
         return minor;
     };
     EXPECT_EQ(minorAfterTuning(7), 1);
@@ -195,8 +189,7 @@ TEST_F(AtscGraph, AProviderThatLockedOntoAProgramFillsInTheMinorChannel) {
 TEST_F(AtscGraph, StatisticsOfThisTunerAreOnlyOnItsDemodulatorNode) {
     ComPtr<IBDA_SignalStatistics> onFilter;
     EXPECT_EQ(tunerFilter.as(onFilter), E_NOINTERFACE);
-    ComPtr<IBDA_Topology> topology;
-    ASSERT_EQ(tunerFilter.as(topology), S_OK);
+    auto topology = query<IBDA_Topology>(tunerFilter);
     ULONG types[32], count = 0;
     ASSERT_EQ(topology->GetNodeTypes(&count, 32, types), S_OK);
     ASSERT_EQ(count, 2u);
@@ -209,8 +202,7 @@ TEST_F(AtscGraph, StatisticsOfThisTunerAreOnlyOnItsDemodulatorNode) {
     EXPECT_EQ(interfaces[0], __uuidof(IBDA_SignalStatistics));
     ComPtr<IUnknown> node;
     ASSERT_EQ(topology->GetControlNode(0, 1, types[1], node.put()), S_OK);
-    ComPtr<IBDA_SignalStatistics> statistics;
-    ASSERT_EQ(node.as(statistics), S_OK);
+    auto statistics = query<IBDA_SignalStatistics>(node);
     const auto read = [&] {
         LONG quality = -1;
         BOOLEAN locked = 2, present = 2;
@@ -233,10 +225,8 @@ TEST_F(AtscGraph, StatisticsOfThisTunerAreOnlyOnItsDemodulatorNode) {
 TEST_F(AtscGraph, ProvidersOnlyTakeRequestsOfTheirNetwork) {
     auto dvbt = create<IBaseFilter>(CLSID_DVBTNetworkProvider);
     auto qam = create<IBaseFilter>(tunekit::CLSID_ATSCQAMNetworkProvider);
-    ComPtr<ITuner> dvbtTuner, qamTuner;
-    ASSERT_EQ(dvbt.as(dvbtTuner), S_OK);
-    ASSERT_EQ(qam.as(qamTuner), S_OK);
-    EXPECT_EQ(dvbtTuner->put_TuneRequest(atscRequest(7, TunerInputAntenna).get()), E_INVALIDARG);
+    auto qamTuner = query<ITuner>(qam);
+    EXPECT_EQ(query<ITuner>(dvbt)->put_TuneRequest(atscRequest(7, TunerInputAntenna).get()), E_INVALIDARG);
     EXPECT_EQ(qamTuner->put_TuneRequest(atscRequest(7, TunerInputAntenna).get()), S_OK);
     ComPtr<IFrequencyMap> map;
     EXPECT_EQ(qam.as(map), E_NOINTERFACE) << "only the DVB-T provider has frequency maps";
@@ -274,16 +264,13 @@ protected:
     void tune(long frequency, ModulationType modulation, TransmissionMode mode, GuardInterval guard, BinaryConvolutionCodeRate rate,
               long bandwidth) {
         auto space = create<ITuningSpace>(CLSID_DVBTuningSpace);
-        ComPtr<IDVBTuningSpace2> dvb;
-        ASSERT_EQ(space.as(dvb), S_OK);
-        dvb->put_SystemType(DVB_Terrestrial);
+        ASSERT_EQ(query<IDVBTuningSpace2>(space)->put_SystemType(DVB_Terrestrial), S_OK);
         BSTR type = SysAllocString(L"{216C62DF-6D7F-4E9A-8571-05F14EDB766A}");
         EXPECT_EQ(space->put_NetworkType(type), S_OK);
         SysFreeString(type);
         ComPtr<ITuneRequest> request;
         ASSERT_EQ(space->CreateTuneRequest(request.put()), S_OK);
-        ComPtr<IDVBTuneRequest> dvbRequest;
-        ASSERT_EQ(request.as(dvbRequest), S_OK);
+        ASSERT_TRUE(query<IDVBTuneRequest>(request));
         auto locator = create<IDVBTLocator>(CLSID_DVBTLocator);
         locator->put_CarrierFrequency(frequency);
         locator->put_Modulation(modulation);
@@ -315,38 +302,10 @@ protected:
     ComPtr<IMediaControl> control;
 };
 
-TEST_F(DvbtGraph, TheGrabberHasNoSampleUntilTheRunningGraphIsOnAChannelWithAStream) {
-    LONG size = 0;
-    EXPECT_EQ(grabber->GetCurrentBuffer(&size, nullptr), E_INVALIDARG) << "not buffering";
-    ASSERT_EQ(grabber->SetBufferSamples(TRUE), S_OK);
-    EXPECT_EQ(grabber->GetCurrentBuffer(&size, nullptr), VFW_E_WRONG_STATE);
-    tuneGood();
-    qis::System::sleep(0.1);
-    EXPECT_EQ(grabber->GetCurrentBuffer(&size, nullptr), VFW_E_WRONG_STATE) << "stopped";
-    ASSERT_EQ(control->Run(), S_OK);
-    tune(522000, BDA_MOD_64QAM, BDA_XMIT_MODE_8K, BDA_GUARD_1_8, BDA_BCC_RATE_2_3, 8);
-    qis::System::sleep(0.1);
-    EXPECT_EQ(grabber->GetCurrentBuffer(&size, nullptr), VFW_E_WRONG_STATE) << "another guard interval does not lock";
-    tuneGood();
-    qis::System::sleep(0.05);
-    ASSERT_EQ(grabber->GetCurrentBuffer(&size, nullptr), S_OK);
-    EXPECT_EQ(size, 188 * 64);
-    std::vector<LONG> small(10);
-    LONG smallSize = 40;
-    EXPECT_EQ(grabber->GetCurrentBuffer(&smallSize, small.data()), E_OUTOFMEMORY);
-    const std::vector<BYTE> sample = currentSample();
-    ASSERT_EQ(sample.size(), 188u * 64u);
-    for (std::size_t at = 0; at < sample.size(); at += 188) EXPECT_EQ(sample[at], 0x47) << at;
-    // A new tuning flushes what was buffered.
-    tune(474000, BDA_MOD_64QAM, BDA_XMIT_MODE_8K, BDA_GUARD_1_4, BDA_BCC_RATE_2_3, 8);
-    qis::System::sleep(0.05);
-    EXPECT_EQ(grabber->GetCurrentBuffer(&size, nullptr), VFW_E_WRONG_STATE);
-}
-
-// Counts what a stream analyzer penalises: packets with the transport-error indicator, and
-// continuity-counter gaps on the video PID.
+// What a stream analyzer counts in a sample: packets and their sync bytes, packets with the
+// transport-error indicator, nulls, PCRs, and continuity-counter gaps on the video PID.
 struct Damage {
-    int packets = 0, errors = 0, videoErrors = 0, gaps = 0, nulls = 0, pcrs = 0;
+    int packets = 0, synced = 0, errors = 0, videoErrors = 0, gaps = 0, nulls = 0, pcrs = 0;
 };
 
 Damage inspect(const std::vector<BYTE>& ts) {
@@ -355,6 +314,7 @@ Damage inspect(const std::vector<BYTE>& ts) {
     for (std::size_t at = 0; at + 188 <= ts.size(); at += 188) {
         const BYTE* p = &ts[at];
         ++d.packets;
+        d.synced += p[0] == 0x47;
         const unsigned pid = ((p[1] & 0x1F) << 8) | p[2];
         if (p[1] & 0x80) ++d.errors;
         if (pid == 0x1FFF) {
@@ -370,26 +330,39 @@ Damage inspect(const std::vector<BYTE>& ts) {
     return d;
 }
 
-TEST_F(DvbtGraph, DamageInTheStreamFollowsTheQualityOfTheChannel) {
-    grabber->SetBufferSamples(TRUE);
-    control->Run();
-    tuneGood(); // quality 95
-    qis::System::sleep(0.05);
+TEST_F(DvbtGraph, TheGrabberHoldsAStreamOnlyWhileRunningOnAChannelAndItsDamageFollowsTheQuality) {
+    LONG size = 0;
+    EXPECT_EQ(grabber->GetCurrentBuffer(&size, nullptr), E_INVALIDARG) << "not buffering";
+    ASSERT_EQ(grabber->SetBufferSamples(TRUE), S_OK);
+    EXPECT_EQ(grabber->GetCurrentBuffer(&size, nullptr), VFW_E_WRONG_STATE);
+    const auto bufferAfterTuning = [&](long frequency, ModulationType modulation, GuardInterval guard) {
+        tune(frequency, modulation, BDA_XMIT_MODE_8K, guard, BDA_BCC_RATE_2_3, 8);
+        qis::System::sleep(0.05);
+        return grabber->GetCurrentBuffer(&size, nullptr);
+    };
+    EXPECT_EQ(bufferAfterTuning(522000, BDA_MOD_64QAM, BDA_GUARD_1_4), VFW_E_WRONG_STATE) << "stopped";
+    ASSERT_EQ(control->Run(), S_OK);
+    EXPECT_EQ(bufferAfterTuning(522000, BDA_MOD_64QAM, BDA_GUARD_1_8), VFW_E_WRONG_STATE) << "another guard interval does not lock";
+    ASSERT_EQ(bufferAfterTuning(522000, BDA_MOD_64QAM, BDA_GUARD_1_4), S_OK); // quality 95
+    EXPECT_EQ(size, 188 * 64);
+    std::vector<LONG> small(10);
+    LONG smallSize = 40;
+    EXPECT_EQ(grabber->GetCurrentBuffer(&smallSize, small.data()), E_OUTOFMEMORY);
     const Damage good = inspect(currentSample());
     EXPECT_EQ(good.packets, 64);
+    EXPECT_EQ(good.synced, 64);
     EXPECT_GT(good.nulls, 0);
     EXPECT_GT(good.pcrs, 0);
     EXPECT_NEAR(good.errors, 64 * 5 / 100, 1);
     EXPECT_EQ(good.gaps, good.videoErrors) << "a damaged video packet also breaks the continuity count";
-    tune(562000, BDA_MOD_16QAM, BDA_XMIT_MODE_8K, BDA_GUARD_1_8, BDA_BCC_RATE_2_3, 8); // quality 30
-    qis::System::sleep(0.05);
-    const Damage poor = inspect(currentSample());
-    EXPECT_NEAR(poor.errors, 64 * 70 / 100, 1);
+    ASSERT_EQ(bufferAfterTuning(562000, BDA_MOD_16QAM, BDA_GUARD_1_8), S_OK); // quality 30
+    EXPECT_NEAR(inspect(currentSample()).errors, 64 * 70 / 100, 1);
+    // A tuning without a stream flushes what was buffered.
+    EXPECT_EQ(bufferAfterTuning(474000, BDA_MOD_64QAM, BDA_GUARD_1_4), VFW_E_WRONG_STATE);
 }
 
 TEST_F(DvbtGraph, FrequencyMapsAreTheScenariosAndTheCallerFreesThem) {
-    ComPtr<IFrequencyMap> map;
-    ASSERT_EQ(provider.as(map), S_OK);
+    auto map = query<IFrequencyMap>(provider);
     ULONG count = 0, *list = nullptr;
     ASSERT_EQ(map->get_CountryCodeList(&count, &list), S_OK);
     EXPECT_EQ(std::vector<ULONG>(list, list + count), (std::vector<ULONG>{31, 44, 49}));
@@ -417,10 +390,9 @@ TEST_F(DvbtGraph, WhatWasTunedIsJournaledOnTheLocatorAndTheProvider) {
         if (c.object == "DVBTLocator" && c.method != "CoCreateInstance") locator.push_back(c.method.utf8() + "(" + c.arguments.utf8() + ")");
     EXPECT_THAT(locator, ElementsAre("put_CarrierFrequency(506000)", "put_Modulation(3)", "put_Mode(1)", "put_Guard(1)",
                                      "put_LPInnerFECRate(2)", "put_Bandwidth(8)"));
-    ComPtr<IBDA_SignalStatistics> statistics;
-    ASSERT_EQ(tunerFilter.as(statistics), S_OK) << "this tuner has its statistics on the filter";
     BOOLEAN present = 0;
-    statistics->get_SignalPresent(&present);
+    // This tuner has its statistics on the filter.
+    EXPECT_EQ(query<IBDA_SignalStatistics>(tunerFilter)->get_SignalPresent(&present), S_OK);
     EXPECT_EQ(present, 1);
 }
 
@@ -493,8 +465,7 @@ TEST_F(OcurGraph, RenderingTheTunerOutputBuildsTheWholeChainThroughTheDemultiple
     ComPtr<IBaseFilter> renderer;
     EXPECT_EQ(graph->FindFilterByName(L"Video Renderer", renderer.put()), S_OK);
     EXPECT_EQ(graph->FindFilterByName(L"MPEG-2 Demultiplexer", renderer.put()), VFW_E_NOT_FOUND) << "the one in the graph was used";
-    ComPtr<IVideoWindow> window;
-    EXPECT_EQ(graph.as(window), S_OK);
+    EXPECT_TRUE(query<IVideoWindow>(graph));
 }
 
 using SystemObjects = testing::SimTest;
@@ -520,8 +491,7 @@ TEST_F(SystemObjects, TheTuningSpaceContainerIsIndexedFromZeroAndByName) {
     EXPECT_EQ(nameAt(index), "Digital Cable");
     ComPtr<ITuningSpace> third;
     ASSERT_EQ(container->get_Item(index, third.put()), S_OK);
-    ComPtr<IATSCTuningSpace> atsc;
-    EXPECT_EQ(third.as(atsc), S_OK) << "a cable ATSC space, which the OpenCable test tunes with";
+    EXPECT_TRUE(query<IATSCTuningSpace>(third)) << "a cable ATSC space, which the OpenCable test tunes with";
     index.lVal = count;
     EXPECT_EQ(nameAt(index), "error");
     index.vt = VT_BSTR;

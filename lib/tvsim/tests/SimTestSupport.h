@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <typeinfo>
 #include <vector>
 
 #include "tvsim/MediaType.h"
@@ -47,6 +48,14 @@ tunekit::ComPtr<T> create(REFCLSID clsid) {
     tunekit::ComPtr<T> object;
     EXPECT_EQ(Simulation::current().createInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, __uuidof(T), object.putVoid()), S_OK);
     return object;
+}
+
+// `from`'s interface T; a failure (and null) when it has none.
+template <class T, class U>
+tunekit::ComPtr<T> query(const tunekit::ComPtr<U>& from) {
+    tunekit::ComPtr<T> to;
+    EXPECT_EQ(from.as(to), S_OK) << "no " << typeid(T).name();
+    return to;
 }
 
 // Names as the graph and the filter list them.
