@@ -246,13 +246,7 @@ TEST_F(BuilderRenderStream, StreamsItCannotBuildOrControlFailAndLeaveTheGraphAsI
     addCapture();
     auto outsider = make<TestCapture>(std::vector<MediaType>{smallVideo()});
     auto renderer = create<IBaseFilter>(CLSID_VideoRenderer);
-    const struct {
-        const GUID* category;
-        const GUID* type;
-        IUnknown* source;
-        IBaseFilter* sink;
-        HRESULT result;
-    } cases[] = {
+    const struct { const GUID *category, *type; IUnknown* source; IBaseFilter* sink; HRESULT result; } cases[] = {
         {&PIN_CATEGORY_CAPTURE, &MEDIATYPE_Interleaved, capture.get(), nullptr, E_FAIL}, // types the device does not offer
         {&PIN_CATEGORY_PREVIEW, &MEDIATYPE_Interleaved, capture.get(), nullptr, E_FAIL},
         {&PIN_CATEGORY_CAPTURE, &MEDIATYPE_Stream, capture.get(), nullptr, E_FAIL},
@@ -324,13 +318,7 @@ TEST_F(BuilderFind, InterfacesAreFoundOnThePinOfTheCategoryAndTypeOrUpAndDownstr
     addCrossbarUpstream();
     ComPtr<IBaseFilter> mux = aviMux(tempPath(L"tvsim-find.avi"));
     const IID& config = IID_IAMStreamConfig, &flags = IID_IAMFilterMiscFlags, &sink = IID_IFileSinkFilter;
-    const struct {
-        const GUID* category;
-        const GUID* type;
-        IBaseFilter* filter;
-        const IID& iid;
-        HRESULT result;
-    } cases[] = {
+    const struct { const GUID *category, *type; IBaseFilter* filter; const IID& iid; HRESULT result; } cases[] = {
         {&PIN_CATEGORY_CAPTURE, &MEDIATYPE_Video, capture.get(), config, S_OK},
         {&PIN_CATEGORY_CAPTURE, &MEDIATYPE_Interleaved, capture.get(), config, E_FAIL}, // no pin of the type: no search
         {&PIN_CATEGORY_PREVIEW, &MEDIATYPE_Video, capture.get(), config, E_NOINTERFACE},
