@@ -88,7 +88,7 @@ const char* const kTuner = R"({"tuner": {"minChannel": 2, "maxChannel": 69, "ant
                                          "fmSignal": [95500000]}})";
 
 // One call on the tuner and its answer: a put's HRESULT, or the value a read gives.
-enum class Do { Mode, Input, Channel, AutoTune, Wait, Signal, Tuned, Min, Max, Modes, GetMode };
+enum class Do { Mode, Input, Channel, AutoTune, Wait, Signal, Tuned, Min, Max, Modes, GetMode, GetInput, GetFormat };
 struct Step {
     Do what;
     long value;
@@ -127,6 +127,8 @@ protected:
         case Do::Max: EXPECT_EQ(tuner_->ChannelMinMax(&a, &b), S_OK); return b;
         case Do::Modes: EXPECT_EQ(tuner_->GetAvailableModes(&a), S_OK); return a;
         case Do::GetMode: EXPECT_EQ(tuner_->get_Mode(&mode), S_OK); return mode;
+        case Do::GetInput: EXPECT_EQ(tuner_->get_InputType(0, reinterpret_cast<TunerInputType*>(&a)), S_OK); return a;
+        case Do::GetFormat: EXPECT_EQ(tuner_->get_TVFormat(&a), S_OK); return a;
         }
         return E_UNEXPECTED;
     }
@@ -157,6 +159,9 @@ const TunerScript kTunerScripts[] = {
     {"ModesTheCardLacksAreRefused", R"({"tuner": {"fmMode": false}})",
      {{Do::Modes, 0, AMTUNER_MODE_TV}, {Do::Mode, AMTUNER_MODE_FM_RADIO, E_INVALIDARG}, {Do::Mode, AMTUNER_MODE_AM_RADIO, E_INVALIDARG},
       {Do::GetMode, 0, AMTUNER_MODE_TV}}},
+    // Standards and input types may be named in the scenario.
+    {"NamedStandardAndInputTypeAreTheTunersOwn", R"({"tuner": {"tvFormat": "PAL_B", "inputType": "antenna"}})",
+     {{Do::GetFormat, 0, AnalogVideo_PAL_B}, {Do::GetInput, 0, TunerInputAntenna}}},
     // Retuning starts the lock over; AutoTune returns locked.
     {"SignalAppearsOnlyOnceTheTunerHasLocked", R"({"tuner": {"cableSignal": [9], "lockMilliseconds": 30}})",
      {{Do::Channel, 9}, {Do::Signal, 0, kNo}, {Do::Wait, 29}, {Do::Signal, 0, kNo}, {Do::Wait, 1}, {Do::Signal, 0, kYes},
@@ -226,12 +231,13 @@ TEST_F(CaptureFilter, PictureShowsTheTunedChannelInTvModeOnly) {
 
 // ---- crossbar -------------------------------------------------------------------------------
 
-// Two decoder outputs; the tuner's video reaches only the second.
+// Two decoder outputs, named in both ways a scenario may; the tuner's video reaches only the
+// second.
 class CaptureFilterCrossbar : public CaptureFilter {
 protected:
     void SetUp() override {
         load(R"({"tuner": {"cableSignal": [9]},
-                 "crossbar": {"outputs": ["Video_VideoDecoder", "Video_VideoDecoder"],
+                 "crossbar": {"outputs": ["Video_VideoDecoder", {"physicalType": "PhysConn_Video_VideoDecoder", "related": 0}],
                               "inputs": [{"physicalType": "Video_Composite", "routesTo": [0, 1]},
                                          {"physicalType": "Video_Tuner", "routesTo": [1], "related": 2},
                                          {"physicalType": "Audio_Tuner", "related": 1}]}})");
@@ -269,6 +275,9 @@ TEST_F(CaptureFilterCrossbar, PinInfoGivesPhysicalTypesAndRelatedPinsOfExistingP
     EXPECT_EQ(related, -1);
     ASSERT_EQ(crossbar_->get_CrossbarPinInfo(FALSE, 1, &related, &type), S_OK);
     EXPECT_EQ(type, PhysConn_Video_VideoDecoder);
+    EXPECT_EQ(related, 0);
+    ASSERT_EQ(crossbar_->get_CrossbarPinInfo(TRUE, 2, &related, &type), S_OK);
+    EXPECT_EQ(type, PhysConn_Audio_Tuner);
     EXPECT_EQ(crossbar_->get_CrossbarPinInfo(TRUE, 3, &related, &type), E_INVALIDARG);
     EXPECT_EQ(crossbar_->get_CrossbarPinInfo(FALSE, 2, &related, &type), E_INVALIDARG);
     EXPECT_EQ(crossbar_->get_CrossbarPinInfo(TRUE, -1, &related, &type), E_INVALIDARG);
@@ -309,7 +318,7 @@ protected:
     ComPtr<IAMStreamConfig> config_;
 };
 
-TEST_F(CaptureFilterStreamConfig, CapabilitiesDescribeEachOfferedTypeAtTheScenarioSize) {
+TEST_F(CaptureFilterStreamConfig, CapabilitiesDescribeEachOfferedTypeAtTheScenarioSizeOnTheCapturePinOnly) {
     int count = 0, size = 0;
     ASSERT_EQ(config_->GetNumberOfCapabilities(&count, &size), S_OK);
     EXPECT_EQ(count, 2);
@@ -325,6 +334,14 @@ TEST_F(CaptureFilterStreamConfig, CapabilitiesDescribeEachOfferedTypeAtTheScenar
     deleteMediaType(type);
     EXPECT_EQ(config_->GetStreamCaps(2, &type, reinterpret_cast<BYTE*>(&caps)), S_FALSE);
     EXPECT_EQ(type, nullptr);
+
+    // Only the capture pin has a stream configuration, and it keeps its filter alive.
+    ComPtr<IAMStreamConfig> other;
+    EXPECT_EQ(pinOf(filter_.get(), L"Preview").as(other), E_NOINTERFACE);
+    EXPECT_EQ(filter_.as(other), E_NOINTERFACE);
+    filter_.reset();
+    ASSERT_EQ(config_->GetFormat(&type), S_OK);
+    deleteMediaType(type);
 }
 
 TEST_F(CaptureFilterStreamConfig, SetFormatTakesOnlyAnOfferedTypeWhileStoppedAndGetFormatHandsOutCopies) {
@@ -352,16 +369,6 @@ TEST_F(CaptureFilterStreamConfig, SetFormatTakesOnlyAnOfferedTypeWhileStoppedAnd
     EXPECT_EQ(reinterpret_cast<const VIDEOINFOHEADER*>(format->pbFormat)->bmiHeader.biWidth, 640);
     EXPECT_EQ(reinterpret_cast<const VIDEOINFOHEADER*>(format->pbFormat)->bmiHeader.biHeight, 480);
     deleteMediaType(format); // the caller's to free; the fixture then finds nothing left alive
-}
-
-TEST_F(CaptureFilterStreamConfig, OnlyTheCapturePinHasAStreamConfigurationAndItKeepsTheFilterAlive) {
-    ComPtr<IAMStreamConfig> other;
-    EXPECT_EQ(pinOf(filter_.get(), L"Preview").as(other), E_NOINTERFACE);
-    EXPECT_EQ(filter_.as(other), E_NOINTERFACE);
-    filter_.reset();
-    AM_MEDIA_TYPE* format = nullptr;
-    ASSERT_EQ(config_->GetFormat(&format), S_OK);
-    deleteMediaType(format);
 }
 
 // ---- pins and interfaces --------------------------------------------------------------------
@@ -418,45 +425,26 @@ TEST_F(CaptureFilter, TunerAndCrossbarAnswerOnlyWhenTheCardHasThemAndUnknownKeys
 
 // ---- scenario keys of the card --------------------------------------------------------------
 
-std::string loadError(const std::string& filter) {
-    try {
-        parseScenario(scenarioWith(filter), "t");
-    } catch (const ScenarioError& e) {
-        return e.what();
-    }
-    return "(loaded)";
-}
-
-TEST(CaptureFilterScenario, PhysicalTypesAndVideoStandardsMayBeNamed) {
-    const Scenario scenario = parseScenario(scenarioWith(R"({
-        "tuner": {"tvFormat": "PAL_B", "inputType": "antenna"},
-        "crossbar": {"outputs": ["PhysConn_Video_VideoDecoder", {"physicalType": 4105, "related": 0}],
-                     "inputs": [{"physicalType": "Video_Tuner", "routesTo": [0]}, {"physicalType": "Audio_Tuner", "routesTo": [1]}]}})"),
-                                            "t");
-    const FilterSpec& card = scenario.filters.at("card");
-    EXPECT_EQ(card.tuner->tvFormat, 0x10);
-    EXPECT_EQ(card.tuner->inputType, 1);
-    EXPECT_EQ(card.crossbar->outputs[0].physicalType, 12);
-    EXPECT_EQ(card.crossbar->outputs[1].related, 0);
-    EXPECT_EQ(card.crossbar->inputs[1].physicalType, 0x1000);
-}
-
 TEST(CaptureFilterScenario, MistakesAreReportedAtTheirJsonPath) {
-    EXPECT_EQ(loadError(R"({"tuner": {"maxChannel": 13, "cableSignal": [9, 14]}})"),
-              "scenario \"t\": /filters/card/tuner/cableSignal/1: outside minChannel..maxChannel");
-    EXPECT_EQ(loadError(R"({"tuner": {"fmSignal": [80000000]}})"),
-              "scenario \"t\": /filters/card/tuner/fmSignal/0: outside minFrequency..maxFrequency");
-    EXPECT_EQ(loadError(R"({"tuner": {"tvFormat": "PAL_Q"}})"),
-              "scenario \"t\": /filters/card/tuner/tvFormat: unknown analog video standard");
-    EXPECT_EQ(loadError(R"({"tuner": {"tvMode": false, "fmMode": false}})"),
-              "scenario \"t\": /filters/card/tuner: a tuner needs tvMode or fmMode");
-    EXPECT_EQ(loadError(R"({"crossbar": {"outputs": [{"physicalType": 12, "routedFrom": 0}],
-                                         "inputs": [{"physicalType": 1}]}})"),
-              "scenario \"t\": /filters/card/crossbar/outputs/0/routedFrom: that input cannot be routed to this output");
-    EXPECT_EQ(loadError(R"({"crossbar": {"outputs": [{"physicalType": 12, "colour": 1}], "inputs": []}})"),
-              "scenario \"t\": /filters/card/crossbar/outputs/0/colour: unknown key");
-    EXPECT_EQ(loadError(R"({"crossbar": {"outputs": [12], "inputs": [{"physicalType": 1, "related": 1}]}})"),
-              "scenario \"t\": /filters/card/crossbar/inputs/0/related: no such input");
+    const std::pair<const char*, const char*> cases[] = {
+        {R"({"tuner": {"maxChannel": 13, "cableSignal": [9, 14]}})", "tuner/cableSignal/1: outside minChannel..maxChannel"},
+        {R"({"tuner": {"fmSignal": [80000000]}})", "tuner/fmSignal/0: outside minFrequency..maxFrequency"},
+        {R"({"tuner": {"tvFormat": "PAL_Q"}})", "tuner/tvFormat: unknown analog video standard"},
+        {R"({"tuner": {"tvMode": false, "fmMode": false}})", "tuner: a tuner needs tvMode or fmMode"},
+        {R"({"crossbar": {"outputs": [{"physicalType": 12, "routedFrom": 0}], "inputs": [{"physicalType": 1}]}})",
+         "crossbar/outputs/0/routedFrom: that input cannot be routed to this output"},
+        {R"({"crossbar": {"outputs": [{"physicalType": 12, "colour": 1}], "inputs": []}})", "crossbar/outputs/0/colour: unknown key"},
+        {R"({"crossbar": {"outputs": [12], "inputs": [{"physicalType": 1, "related": 1}]}})", "crossbar/inputs/0/related: no such input"},
+    };
+    for (const auto& [filter, error] : cases) {
+        std::string what = "(loaded)";
+        try {
+            parseScenario(scenarioWith(filter), "t");
+        } catch (const ScenarioError& e) {
+            what = e.what();
+        }
+        EXPECT_EQ(what, std::string("scenario \"t\": /filters/card/") + error);
+    }
 }
 
 } // namespace
