@@ -168,27 +168,9 @@ TEST_F(AtscGraph, TheTransportStreamRendersAndFramesAreDrawnOnlyWhileRunningOnAC
     EXPECT_EQ(framesIn(2.5), 0) << "paused";
 }
 
-TEST_F(AtscGraph, AProviderThatLockedOntoAProgramFillsInTheMinorChannel) {
-    const auto minorAfterTuning = [&](long physical) {
-        EXPECT_EQ(tuner->put_TuneRequest(atscRequest(physical, TunerInputAntenna).get()), S_OK);
-        ComPtr<ITuneRequest> current;
-        EXPECT_EQ(tuner->get_TuneRequest(current.put()), S_OK);
-        LONG minor = 99;
-        query<IATSCChannelTuneRequest>(current)->get_MinorChannel(&minor);
-        return minor;
-    };
-    EXPECT_EQ(minorAfterTuning(7), 1);
-    EXPECT_EQ(minorAfterTuning(8), -1);
-    // What was tuned is in the journal, whole.
-    const auto tunes = callsOf("put_TuneRequest");
-    ASSERT_EQ(tunes.size(), 2u);
-    EXPECT_EQ(tunes[0].object, "Microsoft Network Provider");
-    EXPECT_EQ(tunes[0].arguments, "ATSC input=1 channel=-1 minor=-1 physical=7 frequency=-1 modulation=-1 program=-1");
-}
-
-TEST_F(AtscGraph, StatisticsOfThisTunerAreOnlyOnItsDemodulatorNode) {
+TEST_F(AtscGraph, StatisticsAreOnTheDemodulatorNodeAndALockedProgramFillsInTheMinorChannel) {
     ComPtr<IBDA_SignalStatistics> onFilter;
-    EXPECT_EQ(tunerFilter.as(onFilter), E_NOINTERFACE);
+    EXPECT_EQ(tunerFilter.as(onFilter), E_NOINTERFACE) << "this tuner has them on a node only";
     auto topology = query<IBDA_Topology>(tunerFilter);
     ULONG types[32], count = 0;
     ASSERT_EQ(topology->GetNodeTypes(&count, 32, types), S_OK);
@@ -203,6 +185,7 @@ TEST_F(AtscGraph, StatisticsOfThisTunerAreOnlyOnItsDemodulatorNode) {
     ComPtr<IUnknown> node;
     ASSERT_EQ(topology->GetControlNode(0, 1, types[1], node.put()), S_OK);
     auto statistics = query<IBDA_SignalStatistics>(node);
+    EXPECT_EQ(statistics->put_SignalQuality(10), E_NOTIMPL);
     const auto read = [&] {
         LONG quality = -1;
         BOOLEAN locked = 2, present = 2;
@@ -211,15 +194,26 @@ TEST_F(AtscGraph, StatisticsOfThisTunerAreOnlyOnItsDemodulatorNode) {
         statistics->get_SignalPresent(&present);
         return std::tuple(static_cast<int>(locked), static_cast<int>(present), quality);
     };
+    // Tunes an antenna channel; the minor channel of the request the provider then holds.
+    const auto minorAfterTuning = [&](long physical) {
+        EXPECT_EQ(tuner->put_TuneRequest(atscRequest(physical, TunerInputAntenna).get()), S_OK);
+        ComPtr<ITuneRequest> current;
+        EXPECT_EQ(tuner->get_TuneRequest(current.put()), S_OK);
+        LONG minor = 99;
+        query<IATSCChannelTuneRequest>(current)->get_MinorChannel(&minor);
+        return minor;
+    };
     EXPECT_EQ(read(), std::tuple(0, 0, 0L)) << "nothing tuned";
-    tuner->put_TuneRequest(atscRequest(31, TunerInputAntenna).get());
+    minorAfterTuning(31);
     EXPECT_EQ(read(), std::tuple(1, 1, 35L)) << "a weak channel, as the scenario gives it";
-    tuner->put_TuneRequest(atscRequest(7, TunerInputAntenna).get());
+    EXPECT_EQ(minorAfterTuning(7), 1);
     EXPECT_EQ(read(), std::tuple(1, 1, 100L));
-    EXPECT_EQ(statistics->put_SignalQuality(10), E_NOTIMPL);
-    // The node keeps its filter alive while it is held.
-    statistics.reset();
-    node.reset();
+    EXPECT_EQ(minorAfterTuning(8), -1);
+    // What was tuned is in the journal, whole.
+    const auto tunes = callsOf("put_TuneRequest");
+    ASSERT_EQ(tunes.size(), 3u);
+    EXPECT_EQ(tunes[1].object, "Microsoft Network Provider");
+    EXPECT_EQ(tunes[1].arguments, "ATSC input=1 channel=-1 minor=-1 physical=7 frequency=-1 modulation=-1 program=-1");
 }
 
 TEST_F(AtscGraph, ProvidersOnlyTakeRequestsOfTheirNetwork) {
