@@ -88,13 +88,8 @@ protected:
                                        {receiver.get(), L"MPEG2 Transport", demux.get(), L"MPEG-2 Stream"}});
         ASSERT_EQ(provider.as(tuner), S_OK);
     }
-    void release() override {
+    void TearDown() override {
         if (control) control->Stop();
-        frames.reset();
-        control.reset();
-        tuner.reset();
-        for (auto* f : {&demux, &receiver, &tunerFilter, &provider}) f->reset();
-        graph.reset();
     }
 
     void renderDemux() {
@@ -246,14 +241,7 @@ protected:
         ASSERT_EQ(grabberFilter.as(grabber), S_OK);
         ASSERT_EQ(graph.as(control), S_OK);
     }
-    void release() override {
-        if (control) control->Stop();
-        control.reset();
-        grabber.reset();
-        tuner.reset();
-        for (auto* f : {&demux, &grabberFilter, &receiver, &tunerFilter, &provider}) f->reset();
-        graph.reset();
-    }
+    void TearDown() override { control->Stop(); }
 
     void tune(long frequency, ModulationType modulation, TransmissionMode mode, GuardInterval guard, BinaryConvolutionCodeRate rate,
               long bandwidth) {

@@ -175,7 +175,8 @@ MediaType smallVideo() { return MediaType::video(160, 120, 29.97); }
 class Builder : public testing::SimTest {
 protected:
     void SetUp() override { ASSERT_EQ(builder->SetFiltergraph(graph.get()), S_OK); }
-    void release() override {
+    // Lets the graph and everything in it go, as an application ending does.
+    void releaseGraph() {
         capture.reset();
         crossbar.reset();
         builder.reset();
@@ -365,8 +366,8 @@ protected:
         Builder::SetUp();
         DeleteFileW(file.c_str());
     }
-    void release() override {
-        Builder::release();
+    void TearDown() override {
+        releaseGraph();
         DeleteFileW(file.c_str());
     }
 
@@ -425,7 +426,7 @@ TEST_F(BuilderFileOutput, FramesShowBarsAndProgressWithAPictureBlackWithoutAndRe
     // Without a picture, recorded until the running graph is released, which finishes the file.
     capture->picture = false;
     runFor(1.0, false);
-    Builder::release();
+    releaseGraph();
     const AviFile black = AviFile::read(file);
     ASSERT_EQ(black.frames.size(), 30u);
     EXPECT_EQ(luma(black.frames[0], 0, 0), 16);
@@ -446,7 +447,7 @@ TEST_F(BuilderFileOutput, AFileThatCannotBeWrittenIsNotLeftBehindAndTheGraphIsTo
     events.reset();
     // The same failure while the graph is being released in the running state.
     runFor(0.0, false);
-    Builder::release();
+    releaseGraph();
     EXPECT_EQ(GetFileAttributesW(file.c_str()), INVALID_FILE_ATTRIBUTES);
 }
 

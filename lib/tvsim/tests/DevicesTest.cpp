@@ -48,7 +48,6 @@ std::wstring readProperty(IPropertyBag* bag, const wchar_t* name, VARTYPE wanted
 class Devices : public testing::SimTest {
 protected:
     explicit Devices(const char* json = kThreeDevices) : SimTest(json) {}
-    void release() override { devices.reset(); }
 
     std::vector<ComPtr<IMoniker>> allVideoInputs() {
         std::vector<ComPtr<IMoniker>> all;

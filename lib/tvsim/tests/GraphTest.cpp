@@ -38,10 +38,6 @@ protected:
         EXPECT_TRUE(SUCCEEDED(graph->AddFilter(filters.back().get(), qis::String(name).wide().c_str())));
         return filters.back().get();
     }
-    void release() override {
-        filters.clear();
-        graph.reset();
-    }
 
     ComPtr<IGraphBuilder> graph = create<IGraphBuilder>(CLSID_FilterGraph);
     std::vector<ComPtr<TestFilter>> filters;

@@ -39,12 +39,11 @@ protected:
         ASSERT_EQ(renderer->FindPin(L"Input", input.put()), S_OK);
     }
 
-    // Stops and disconnects both sides, which is what lets the two filters go.
-    void release() override {
+    void TearDown() override {
         releaseFilters();
         if (owner) DestroyWindow(owner);
-        owner = nullptr;
     }
+    // Stops and disconnects both sides, which is what lets the two filters go.
     void releaseFilters() {
         if (renderer) renderer->Stop();
         if (feed) {

@@ -31,16 +31,12 @@ private:
     std::unique_ptr<Simulation> simulation_;
 };
 
-// A test with a simulation of its own. What the test holds goes in release(); after it nothing
-// of the simulation may be left alive, which is how leaked references show.
+// A test with a simulation of its own. Once the fixture's own members are gone, nothing of the
+// simulation may be left alive, which is how leaked references show.
 class SimTest : public ::testing::Test, public SimulationFixture {
 protected:
     explicit SimTest(const std::string& json = std::string()) : SimulationFixture(json) {}
-    void TearDown() override {
-        release();
-        EXPECT_EQ(liveObjects(), "");
-    }
-    virtual void release() {}
+    ~SimTest() override { EXPECT_EQ(liveObjects(), ""); }
 };
 
 template <class T>
