@@ -343,7 +343,7 @@ TEST_F(DvbtGraph, TheGrabberHoldsAStreamOnlyWhileRunningOnAChannelAndItsDamageFo
     EXPECT_EQ(bufferAfterTuning(474000, BDA_MOD_64QAM, BDA_GUARD_1_4), VFW_E_WRONG_STATE);
 }
 
-TEST_F(DvbtGraph, FrequencyMapsAreTheScenariosAndTheCallerFreesThem) {
+TEST_F(DvbtGraph, TheProviderHasTheScenariosFrequencyMapsAndWhatWasTunedIsJournaled) {
     auto map = query<IFrequencyMap>(provider);
     ULONG count = 0, *list = nullptr;
     ASSERT_EQ(map->get_CountryCodeList(&count, &list), S_OK);
@@ -359,9 +359,8 @@ TEST_F(DvbtGraph, FrequencyMapsAreTheScenariosAndTheCallerFreesThem) {
     map->get_CountryCode(&code);
     EXPECT_EQ(code, 49u);
     EXPECT_EQ(map->put_CountryCode(1), E_INVALIDARG);
-}
 
-TEST_F(DvbtGraph, WhatWasTunedIsJournaledOnTheLocatorAndTheProvider) {
+    // What was tuned is journaled on the locator and the provider.
     tune(506000, BDA_MOD_64QAM, BDA_XMIT_MODE_2K, BDA_GUARD_1_32, BDA_BCC_RATE_2_3, 8);
     const auto tunes = callsOf("put_TuneRequest");
     ASSERT_EQ(tunes.size(), 1u);

@@ -203,8 +203,7 @@ protected:
     }
     // Runs the graph for `seconds` of virtual time, then stops it unless told to leave it running.
     void runFor(double seconds, bool stop = true) {
-        ComPtr<IMediaControl> control;
-        ASSERT_EQ(graph.as(control), S_OK);
+        auto control = query<IMediaControl>(graph);
         ASSERT_EQ(control->Run(), S_OK);
         qis::System::sleep(seconds);
         if (stop) ASSERT_EQ(control->Stop(), S_OK);
@@ -438,13 +437,10 @@ TEST_F(BuilderFileOutput, AFileThatCannotBeWrittenIsNotLeftBehindAndTheGraphIsTo
     file = tempPath(L"no-such-directory\\capture.avi");
     record(0.5);
     EXPECT_EQ(GetFileAttributesW(file.c_str()), INVALID_FILE_ATTRIBUTES);
-    ComPtr<IMediaEventEx> events;
-    ASSERT_EQ(graph.as(events), S_OK);
     long code = 0;
     LONG_PTR param1 = 0, param2 = 0;
-    ASSERT_EQ(events->GetEvent(&code, &param1, &param2, 0), S_OK);
+    ASSERT_EQ(query<IMediaEventEx>(graph)->GetEvent(&code, &param1, &param2, 0), S_OK);
     EXPECT_EQ(code, EC_ERRORABORT);
-    events.reset();
     // The same failure while the graph is being released in the running state.
     runFor(0.0, false);
     releaseGraph();

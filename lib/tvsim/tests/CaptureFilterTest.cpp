@@ -28,11 +28,9 @@ std::string scenarioWith(const std::string& filter) {
 }
 
 GUID categoryOf(IPin* pin) {
-    ComPtr<IKsPropertySet> properties;
-    EXPECT_EQ(ComPtr<IPin>(pin).as(properties), S_OK);
     GUID category = GUID_NULL;
     DWORD returned = 0;
-    EXPECT_EQ(properties->Get(AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, nullptr, 0, &category, sizeof category, &returned), S_OK);
+    EXPECT_EQ(testing::query<IKsPropertySet>(ComPtr<IPin>(pin))->Get(AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, nullptr, 0, &category, sizeof category, &returned), S_OK);
     return category;
 }
 

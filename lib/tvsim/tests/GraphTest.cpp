@@ -139,20 +139,15 @@ TEST_F(FilterGraph, StateChangesReachEveryFilterAndRunPassesThroughPause) {
 TEST_F(FilterGraph, AFilterThatFailsToRunFailsTheGraphsRun) {
     add("Source", PINDIR_OUTPUT);
     simulation().faults().add({"Source", "Run", static_cast<std::int32_t>(VFW_E_NO_ALLOCATOR)});
-    ComPtr<IMediaControl> control;
-    ASSERT_EQ(graph.as(control), S_OK);
-    EXPECT_EQ(control->Run(), VFW_E_NO_ALLOCATOR);
+    EXPECT_EQ(testing::query<IMediaControl>(graph)->Run(), VFW_E_NO_ALLOCATOR);
     const auto runs = callsOf("Run", "Source");
     ASSERT_EQ(runs.size(), 1u);
     EXPECT_TRUE(runs[0].injected);
 }
 
 TEST_F(FilterGraph, EventsQueueUntilFetchedAndAnEmptyQueueAborts) {
-    ComPtr<IMediaEventSink> sink;
-    ComPtr<IMediaEventEx> events;
-    ASSERT_EQ(graph.as(sink), S_OK);
-    ASSERT_EQ(graph.as(events), S_OK);
-    sink->Notify(EC_COMPLETE, 1, 2);
+    testing::query<IMediaEventSink>(graph)->Notify(EC_COMPLETE, 1, 2);
+    auto events = testing::query<IMediaEventEx>(graph);
     long code = 0;
     LONG_PTR p1 = 0, p2 = 0;
     EXPECT_EQ(events->GetEvent(&code, &p1, &p2, 0), S_OK);
@@ -165,9 +160,7 @@ TEST_F(FilterGraph, InterfacesAndClassesTheSystemLacksAreRefusedAndQueryInterfac
     EXPECT_EQ(simulation().createInstance(CLSID_DVDNavigator, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, unknown.putVoid()),
               REGDB_E_CLASSNOTREG);
     EXPECT_EQ(graph->QueryInterface(IID_IAMTVTuner, unknown.putVoid()), E_NOINTERFACE);
-    ComPtr<IVideoWindow> window;
-    ASSERT_EQ(graph.as(window), S_OK);
-    EXPECT_EQ(window->put_Visible(OATRUE), E_NOINTERFACE) << "no renderer to pass it to";
+    EXPECT_EQ(testing::query<IVideoWindow>(graph)->put_Visible(OATRUE), E_NOINTERFACE) << "no renderer to pass it to";
     simulation().faults().add({"FilterGraph", "QueryInterface(IMediaControl)"});
     EXPECT_EQ(graph->QueryInterface(IID_IMediaControl, unknown.putVoid()), E_FAIL);
     EXPECT_FALSE(unknown);
