@@ -30,7 +30,8 @@ std::string scenarioWith(const std::string& filter) {
 GUID categoryOf(IPin* pin) {
     GUID category = GUID_NULL;
     DWORD returned = 0;
-    EXPECT_EQ(testing::query<IKsPropertySet>(ComPtr<IPin>(pin))->Get(AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, nullptr, 0, &category, sizeof category, &returned), S_OK);
+    const auto properties = testing::query<IKsPropertySet>(ComPtr<IPin>(pin));
+    EXPECT_EQ(properties->Get(AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, nullptr, 0, &category, sizeof category, &returned), S_OK);
     return category;
 }
 
@@ -99,6 +100,8 @@ struct TunerScript {
     const char* scenario;
     std::vector<Step> steps;
 };
+
+void PrintTo(const TunerScript& c, std::ostream* out) { *out << c.name; }
 
 class CaptureFilterTuner : public CaptureFilter, public ::testing::WithParamInterface<TunerScript> {
 protected:

@@ -76,6 +76,8 @@ struct Enumeration {
     const char* journaled; // the category as the journal names it
 };
 
+void PrintTo(const Enumeration& c, std::ostream* out) { *out << c.name; }
+
 class DeviceEnumeration : public Devices, public ::testing::WithParamInterface<Enumeration> {
 protected:
     DeviceEnumeration() : Devices(GetParam().scenario ? GetParam().scenario : kThreeDevices) {}

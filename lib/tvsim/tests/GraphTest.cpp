@@ -76,6 +76,8 @@ struct Building {
     const char* peer; // what the input is connected to, the start of its name
 };
 
+void PrintTo(const Building& c, std::ostream* out) { *out << c.name; }
+
 class FilterGraphBuilding : public FilterGraph, public ::testing::WithParamInterface<Building> {};
 
 TEST_P(FilterGraphBuilding, RendersAndConnectsThroughConvertersOrLeavesNothingBehind) {
