@@ -14,58 +14,48 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using testing::create;
+using testing::pinNames;
+using testing::pinOf;
+using testing::query;
 using tunekit::ComPtr;
 
 std::string scenarioText(const char* name) { return *builtInScenarioText(name); }
 
-// A digital scenario as a fixture, with the COM helpers the tests share.
-class DigitalFixture : public testing::SimulationFixture {
-public:
-    explicit DigitalFixture(const std::string& json) : SimulationFixture(json) {}
+std::string uniqueNameOf(ITuningSpace* space) {
+    BSTR name = nullptr;
+    space->get_UniqueName(&name);
+    const std::string text = qis::String(name ? name : L"").utf8();
+    SysFreeString(name);
+    return text;
+}
 
-    template <class T>
-    ComPtr<T> create(REFCLSID clsid) {
-        ComPtr<T> object;
-        EXPECT_EQ(simulation().createInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, __uuidof(T), object.putVoid()), S_OK);
-        return object;
-    }
+// A digital scenario, with the look-ups of devices and tune requests the tests share.
+class DigitalFixture : public testing::SimTest {
+protected:
+    explicit DigitalFixture(const std::string& json) : SimTest(json) {}
 
-    // The first device of a BDA category, bound and added to `graph` under its friendly name.
-    ComPtr<IBaseFilter> load(REFGUID category, IGraphBuilder* graph) {
+    // Device `index` of a BDA category, bound and added to `graph` under its friendly name; its
+    // device path in `devicePath` when asked.
+    ComPtr<IBaseFilter> load(REFGUID category, IGraphBuilder* graph, int index = 0, std::string* devicePath = nullptr) {
         auto devices = create<ICreateDevEnum>(CLSID_SystemDeviceEnum);
         ComPtr<IEnumMoniker> monikers;
         EXPECT_EQ(devices->CreateClassEnumerator(category, monikers.put(), 0), S_OK);
         ComPtr<IMoniker> moniker;
-        if (!monikers || monikers->Next(1, moniker.put(), nullptr) != S_OK) return ComPtr<IBaseFilter>();
+        for (int i = 0; i <= index; ++i)
+            if (!monikers || monikers->Next(1, moniker.put(), nullptr) != S_OK) return ComPtr<IBaseFilter>();
         ComPtr<IBaseFilter> filter;
         EXPECT_EQ(moniker->BindToObject(nullptr, nullptr, IID_IBaseFilter, filter.putVoid()), S_OK);
         ComPtr<IPropertyBag> bag;
         EXPECT_EQ(moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag, bag.putVoid()), S_OK);
-        VARIANT name;
-        VariantInit(&name);
-        EXPECT_EQ(bag->Read(L"FriendlyName", &name, nullptr), S_OK);
-        if (graph) EXPECT_EQ(graph->AddFilter(filter.get(), name.bstrVal), S_OK);
-        VariantClear(&name);
+        VARIANT value;
+        VariantInit(&value);
+        if (devicePath && bag->Read(L"DevicePath", &value, nullptr) == S_OK) *devicePath = qis::String(value.bstrVal).utf8();
+        VariantClear(&value);
+        EXPECT_EQ(bag->Read(L"FriendlyName", &value, nullptr), S_OK);
+        if (graph) EXPECT_EQ(graph->AddFilter(filter.get(), value.bstrVal), S_OK);
+        VariantClear(&value);
         return filter;
-    }
-
-    static ComPtr<IPin> pin(IBaseFilter* filter, const wchar_t* name) {
-        ComPtr<IPin> found;
-        EXPECT_EQ(filter->FindPin(name, found.put()), S_OK) << qis::String(name).utf8();
-        return found;
-    }
-
-    static std::vector<std::string> pinNames(IBaseFilter* filter) {
-        std::vector<std::string> names;
-        ComPtr<IEnumPins> pins;
-        filter->EnumPins(pins.put());
-        for (ComPtr<IPin> p; pins->Next(1, p.put(), nullptr) == S_OK;) {
-            PIN_INFO info{};
-            p->QueryPinInfo(&info);
-            if (info.pFilter) info.pFilter->Release();
-            names.push_back(qis::String(info.achName).utf8());
-        }
-        return names;
     }
 
     // An ATSC tune request for a physical channel on a space of the container (antenna or cable).
@@ -77,13 +67,10 @@ public:
         index.lVal = 0;
         ComPtr<ITuningSpace> space;
         EXPECT_EQ(spaces->get_Item(index, space.put()), S_OK);
-        ComPtr<IATSCTuningSpace> atsc;
-        EXPECT_EQ(space.as(atsc), S_OK);
-        EXPECT_EQ(atsc->put_InputType(input), S_OK);
+        EXPECT_EQ(query<IATSCTuningSpace>(space)->put_InputType(input), S_OK);
         ComPtr<ITuneRequest> request;
-        EXPECT_EQ(atsc->CreateTuneRequest(request.put()), S_OK);
-        ComPtr<IATSCChannelTuneRequest> channel;
-        EXPECT_EQ(request.as(channel), S_OK);
+        EXPECT_EQ(space->CreateTuneRequest(request.put()), S_OK);
+        auto channel = query<IATSCChannelTuneRequest>(request);
         channel->put_Channel(-1);
         channel->put_MinorChannel(-1);
         auto locator = create<IATSCLocator>(CLSID_ATSCLocator);
@@ -91,36 +78,30 @@ public:
         EXPECT_EQ(request->put_Locator(locator.get()), S_OK);
         return request;
     }
-
-    std::vector<Call> callsOf(const char* method) {
-        std::vector<Call> found;
-        for (const auto& c : simulation().journal().calls())
-            if (c.method == method) found.push_back(c);
-        return found;
-    }
 };
 
 // The ATSC card wired as the ATSC test wires it: provider, tuner, receiver, demultiplexer and
 // three rendered demultiplexer outputs.
-class AtscGraph : public ::testing::Test, public DigitalFixture {
+class AtscGraph : public DigitalFixture {
 protected:
     AtscGraph() : DigitalFixture(scenarioText("atsc")) {}
 
     void SetUp() override {
-        graph = create<IGraphBuilder>(CLSID_FilterGraph);
         provider = load(tunekit::KSCATEGORY_BDA_NETWORK_PROVIDER, graph.get());
         tunerFilter = load(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, graph.get());
         receiver = load(tunekit::KSCATEGORY_BDA_RECEIVER_COMPONENT, graph.get());
-        demux = create<IBaseFilter>(CLSID_MPEG2Demultiplexer);
         ASSERT_EQ(graph->AddFilter(demux.get(), L"Demux"), S_OK);
-        ASSERT_EQ(graph->Connect(pin(provider.get(), L"Antenna Out").get(), pin(tunerFilter.get(), L"Input0").get()), S_OK);
-        ASSERT_EQ(graph->Connect(pin(tunerFilter.get(), L"MPEG2 Transport").get(), pin(receiver.get(), L"MPEG2 Transport In").get()), S_OK);
-        ASSERT_EQ(graph->Connect(pin(receiver.get(), L"MPEG2 Transport").get(), pin(demux.get(), L"MPEG-2 Stream").get()), S_OK);
+        testing::connect(graph.get(), {{provider.get(), L"Antenna Out", tunerFilter.get(), L"Input0"},
+                                       {tunerFilter.get(), L"MPEG2 Transport", receiver.get(), L"MPEG2 Transport In"},
+                                       {receiver.get(), L"MPEG2 Transport", demux.get(), L"MPEG-2 Stream"}});
         ASSERT_EQ(provider.as(tuner), S_OK);
+    }
+    void TearDown() override {
+        if (control) control->Stop();
     }
 
     void renderDemux() {
-        for (const wchar_t* name : {L"001", L"002", L"003"}) ASSERT_EQ(graph->Render(pin(demux.get(), name).get()), S_OK);
+        for (const wchar_t* name : {L"001", L"002", L"003"}) ASSERT_EQ(graph->Render(pinOf(demux.get(), name).get()), S_OK);
         ComPtr<IBaseFilter> renderer;
         ASSERT_EQ(graph->FindFilterByName(L"Video Renderer", renderer.put()), S_OK);
         ASSERT_EQ(renderer.as(frames), S_OK);
@@ -135,82 +116,13 @@ protected:
         return after - before;
     }
 
-    void TearDown() override {
-        if (control) control->Stop();
-        frames.reset();
-        control.reset();
-        tuner.reset();
-        demux.reset();
-        receiver.reset();
-        tunerFilter.reset();
-        provider.reset();
-        graph.reset();
-        EXPECT_TRUE(simulation().liveObjects().empty()) << liveObjects();
-    }
-
-    ComPtr<IGraphBuilder> graph;
-    ComPtr<IBaseFilter> provider, tunerFilter, receiver, demux;
-    ComPtr<ITuner> tuner;
-    ComPtr<IQualProp> frames;
-    ComPtr<IMediaControl> control;
-};
-
-TEST_F(AtscGraph, TheDemultiplexerMakesItsPinsOnATransportStreamAndThreeOfThemRender) {
-    EXPECT_THAT(pinNames(demux.get()), ElementsAre("MPEG-2 Stream", "001", "002", "003"));
-    renderDemux();
-    ComPtr<IBaseFilter> found;
-    EXPECT_EQ(graph->FindFilterByName(L"MPEG-2 Video Decoder", found.put()), S_OK);
-    EXPECT_EQ(graph->FindFilterByName(L"Default DirectSound Device", found.put()), S_OK);
-    EXPECT_EQ(graph->FindFilterByName(L"BDA MPEG2 Transport Information Filter", found.put()), S_OK);
-}
-
-TEST_F(AtscGraph, FramesAreDrawnOnlyWhileRunningOnAChannelWithAPicture) {
-    renderDemux();
-    ASSERT_EQ(control->Run(), S_OK);
-    EXPECT_EQ(framesIn(2.5), 0) << "nothing tuned yet";
-    ASSERT_EQ(tuner->put_TuneRequest(atscRequest(7, TunerInputCable).get()), S_OK);
-    EXPECT_EQ(framesIn(2.5), 0) << "channel 7 carries a picture on the antenna only";
-    ASSERT_EQ(tuner->put_TuneRequest(atscRequest(31, TunerInputAntenna).get()), S_OK);
-    EXPECT_EQ(framesIn(2.5), 0) << "channel 31 carries a stream without a picture";
-    ASSERT_EQ(tuner->put_TuneRequest(atscRequest(7, TunerInputAntenna).get()), S_OK);
-    EXPECT_GE(framesIn(2.5), 70);
-    ASSERT_EQ(control->Pause(), S_OK);
-    EXPECT_EQ(framesIn(2.5), 0) << "paused";
-}
-
-TEST_F(AtscGraph, AProviderThatLockedOntoAProgramFillsInTheMinorChannel) {
-    const auto minorAfterTuning = [&](long physical) {
-        EXPECT_EQ(tuner->put_TuneRequest(atscRequest(physical, TunerInputAntenna).get()), S_OK);
-        ComPtr<ITuneRequest> current;
-        EXPECT_EQ(tuner->get_TuneRequest(current.put()), S_OK);
-        ComPtr<IATSCChannelTuneRequest> atsc;
-        EXPECT_EQ(current.as(atsc), S_OK);
-        LONG minor = 99;
-        atsc->get_MinorChannel(&minor);
-        return minor;
-    };
-    EXPECT_EQ(minorAfterTuning(7), 1);
-    EXPECT_EQ(minorAfterTuning(8), -1);
-    // What was tuned is in the journal, whole.
-    const auto tunes = callsOf("put_TuneRequest");
-    ASSERT_EQ(tunes.size(), 2u);
-    EXPECT_EQ(tunes[0].object, "Microsoft Network Provider");
-    EXPECT_EQ(tunes[0].arguments, "ATSC input=1 channel=-1 minor=-1 physical=7 frequency=-1 modulation=-1 program=-1");
-}
-
-TEST_F(AtscGraph, AClearQamRequestIsReceivedOnlyOnItsCarrierAndProgramAt256Qam) {
-    renderDemux();
-    ASSERT_EQ(control->Run(), S_OK);
-    const auto qam = [&](long frequency, long program, ModulationType modulation) {
+    // A Clear QAM request on the tuner's own cable space.
+    ComPtr<ITuneRequest> qamRequest(long frequency, long program, ModulationType modulation) {
         ComPtr<IEnumTuningSpaces> spaces;
         EXPECT_EQ(tuner->EnumTuningSpaces(spaces.put()), S_OK);
         ComPtr<ITuningSpace> space;
-        for (ComPtr<ITuningSpace> s; spaces->Next(1, s.put(), nullptr) == S_OK;) {
-            BSTR name = nullptr;
-            s->get_UniqueName(&name);
-            if (qis::String(name) == "ATSCCable") space = s;
-            SysFreeString(name);
-        }
+        for (ComPtr<ITuningSpace> s; spaces->Next(1, s.put(), nullptr) == S_OK;)
+            if (uniqueNameOf(s.get()) == "ATSCCable") space = s;
         EXPECT_TRUE(space);
         auto locator = create<IATSCLocator2>(CLSID_ATSCLocator);
         locator->put_ProgramNumber(program);
@@ -218,24 +130,47 @@ TEST_F(AtscGraph, AClearQamRequestIsReceivedOnlyOnItsCarrierAndProgramAt256Qam) 
         locator->put_Modulation(modulation);
         ComPtr<ITuneRequest> request;
         EXPECT_EQ(space->CreateTuneRequest(request.put()), S_OK);
-        ComPtr<IATSCChannelTuneRequest> channel;
-        EXPECT_EQ(request.as(channel), S_OK);
-        channel->put_Channel(80);
+        query<IATSCChannelTuneRequest>(request)->put_Channel(80);
         request->put_Locator(locator.get());
+        return request;
+    }
+
+    ComPtr<IGraphBuilder> graph = create<IGraphBuilder>(CLSID_FilterGraph);
+    ComPtr<IBaseFilter> provider, tunerFilter, receiver, demux = create<IBaseFilter>(CLSID_MPEG2Demultiplexer);
+    ComPtr<ITuner> tuner;
+    ComPtr<IQualProp> frames;
+    ComPtr<IMediaControl> control;
+};
+
+TEST_F(AtscGraph, TheTransportStreamRendersAndFramesAreDrawnOnlyWhileRunningOnAChannelWithAPicture) {
+    EXPECT_THAT(pinNames(demux.get()), ElementsAre("MPEG-2 Stream", "001", "002", "003"));
+    renderDemux();
+    for (const wchar_t* name : {L"MPEG-2 Video Decoder", L"Default DirectSound Device", L"BDA MPEG2 Transport Information Filter"}) {
+        ComPtr<IBaseFilter> found;
+        EXPECT_EQ(graph->FindFilterByName(name, found.put()), S_OK) << qis::String(name).utf8();
+    }
+    ASSERT_EQ(control->Run(), S_OK);
+    EXPECT_EQ(framesIn(2.5), 0) << "nothing tuned yet";
+    const auto framesOn = [&](const ComPtr<ITuneRequest>& request) {
         EXPECT_EQ(tuner->put_TuneRequest(request.get()), S_OK);
         return framesIn(2.5);
     };
-    EXPECT_EQ(qam(559250, 2, BDA_MOD_256QAM), 0);
-    EXPECT_EQ(qam(559250, 3, BDA_MOD_64QAM), 0);
-    EXPECT_EQ(qam(565250, 3, BDA_MOD_256QAM), 0);
-    EXPECT_GT(qam(559250, 3, BDA_MOD_256QAM), 0);
+    EXPECT_EQ(framesOn(atscRequest(7, TunerInputCable)), 0) << "channel 7 carries a picture on the antenna only";
+    EXPECT_EQ(framesOn(atscRequest(31, TunerInputAntenna)), 0) << "channel 31 carries a stream without a picture";
+    // Clear QAM is received only on its carrier and program at 256-QAM.
+    EXPECT_EQ(framesOn(qamRequest(559250, 2, BDA_MOD_256QAM)), 0);
+    EXPECT_EQ(framesOn(qamRequest(559250, 3, BDA_MOD_64QAM)), 0);
+    EXPECT_EQ(framesOn(qamRequest(565250, 3, BDA_MOD_256QAM)), 0);
+    EXPECT_GT(framesOn(qamRequest(559250, 3, BDA_MOD_256QAM)), 0);
+    EXPECT_GE(framesOn(atscRequest(7, TunerInputAntenna)), 70);
+    ASSERT_EQ(control->Pause(), S_OK);
+    EXPECT_EQ(framesIn(2.5), 0) << "paused";
 }
 
-TEST_F(AtscGraph, StatisticsOfThisTunerAreOnlyOnItsDemodulatorNode) {
+TEST_F(AtscGraph, StatisticsAreOnTheDemodulatorNodeAndALockedProgramFillsInTheMinorChannel) {
     ComPtr<IBDA_SignalStatistics> onFilter;
-    EXPECT_EQ(tunerFilter.as(onFilter), E_NOINTERFACE);
-    ComPtr<IBDA_Topology> topology;
-    ASSERT_EQ(tunerFilter.as(topology), S_OK);
+    EXPECT_EQ(tunerFilter.as(onFilter), E_NOINTERFACE) << "this tuner has them on a node only";
+    auto topology = query<IBDA_Topology>(tunerFilter);
     ULONG types[32], count = 0;
     ASSERT_EQ(topology->GetNodeTypes(&count, 32, types), S_OK);
     ASSERT_EQ(count, 2u);
@@ -248,8 +183,8 @@ TEST_F(AtscGraph, StatisticsOfThisTunerAreOnlyOnItsDemodulatorNode) {
     EXPECT_EQ(interfaces[0], __uuidof(IBDA_SignalStatistics));
     ComPtr<IUnknown> node;
     ASSERT_EQ(topology->GetControlNode(0, 1, types[1], node.put()), S_OK);
-    ComPtr<IBDA_SignalStatistics> statistics;
-    ASSERT_EQ(node.as(statistics), S_OK);
+    auto statistics = query<IBDA_SignalStatistics>(node);
+    EXPECT_EQ(statistics->put_SignalQuality(10), E_NOTIMPL);
     const auto read = [&] {
         LONG quality = -1;
         BOOLEAN locked = 2, present = 2;
@@ -258,24 +193,33 @@ TEST_F(AtscGraph, StatisticsOfThisTunerAreOnlyOnItsDemodulatorNode) {
         statistics->get_SignalPresent(&present);
         return std::tuple(static_cast<int>(locked), static_cast<int>(present), quality);
     };
+    // Tunes an antenna channel; the minor channel of the request the provider then holds.
+    const auto minorAfterTuning = [&](long physical) {
+        EXPECT_EQ(tuner->put_TuneRequest(atscRequest(physical, TunerInputAntenna).get()), S_OK);
+        ComPtr<ITuneRequest> current;
+        EXPECT_EQ(tuner->get_TuneRequest(current.put()), S_OK);
+        LONG minor = 99;
+        query<IATSCChannelTuneRequest>(current)->get_MinorChannel(&minor);
+        return minor;
+    };
     EXPECT_EQ(read(), std::tuple(0, 0, 0L)) << "nothing tuned";
-    tuner->put_TuneRequest(atscRequest(31, TunerInputAntenna).get());
+    minorAfterTuning(31);
     EXPECT_EQ(read(), std::tuple(1, 1, 35L)) << "a weak channel, as the scenario gives it";
-    tuner->put_TuneRequest(atscRequest(7, TunerInputAntenna).get());
+    EXPECT_EQ(minorAfterTuning(7), 1);
     EXPECT_EQ(read(), std::tuple(1, 1, 100L));
-    EXPECT_EQ(statistics->put_SignalQuality(10), E_NOTIMPL);
-    // The node keeps its filter alive while it is held.
-    statistics.reset();
-    node.reset();
+    EXPECT_EQ(minorAfterTuning(8), -1);
+    // What was tuned is in the journal, whole.
+    const auto tunes = callsOf("put_TuneRequest");
+    ASSERT_EQ(tunes.size(), 3u);
+    EXPECT_EQ(tunes[1].object, "Microsoft Network Provider");
+    EXPECT_EQ(tunes[1].arguments, "ATSC input=1 channel=-1 minor=-1 physical=7 frequency=-1 modulation=-1 program=-1");
 }
 
 TEST_F(AtscGraph, ProvidersOnlyTakeRequestsOfTheirNetwork) {
     auto dvbt = create<IBaseFilter>(CLSID_DVBTNetworkProvider);
     auto qam = create<IBaseFilter>(tunekit::CLSID_ATSCQAMNetworkProvider);
-    ComPtr<ITuner> dvbtTuner, qamTuner;
-    ASSERT_EQ(dvbt.as(dvbtTuner), S_OK);
-    ASSERT_EQ(qam.as(qamTuner), S_OK);
-    EXPECT_EQ(dvbtTuner->put_TuneRequest(atscRequest(7, TunerInputAntenna).get()), E_INVALIDARG);
+    auto qamTuner = query<ITuner>(qam);
+    EXPECT_EQ(query<ITuner>(dvbt)->put_TuneRequest(atscRequest(7, TunerInputAntenna).get()), E_INVALIDARG);
     EXPECT_EQ(qamTuner->put_TuneRequest(atscRequest(7, TunerInputAntenna).get()), S_OK);
     ComPtr<IFrequencyMap> map;
     EXPECT_EQ(qam.as(map), E_NOINTERFACE) << "only the DVB-T provider has frequency maps";
@@ -283,52 +227,36 @@ TEST_F(AtscGraph, ProvidersOnlyTakeRequestsOfTheirNetwork) {
 }
 
 // The DVB-T stick as the DVB-T test wires it, with the sample grabber behind the receiver.
-class DvbtGraph : public ::testing::Test, public DigitalFixture {
+class DvbtGraph : public DigitalFixture {
 protected:
     explicit DvbtGraph(const std::string& json = scenarioText("dvbt")) : DigitalFixture(json) {}
 
     void SetUp() override {
-        graph = create<IGraphBuilder>(CLSID_FilterGraph);
-        provider = create<IBaseFilter>(CLSID_DVBTNetworkProvider);
         ASSERT_EQ(graph->AddFilter(provider.get(), L"DVB-T Network Provider"), S_OK);
         tunerFilter = load(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, graph.get());
         receiver = load(tunekit::KSCATEGORY_BDA_RECEIVER_COMPONENT, graph.get());
-        grabberFilter = create<IBaseFilter>(tunekit::CLSID_SampleGrabber);
         ASSERT_EQ(graph->AddFilter(grabberFilter.get(), L"SampleGrabber"), S_OK);
-        demux = create<IBaseFilter>(CLSID_MPEG2Demultiplexer);
         ASSERT_EQ(graph->AddFilter(demux.get(), L"Demux"), S_OK);
-        ASSERT_EQ(graph->Connect(pin(provider.get(), L"Antenna Out").get(), pin(tunerFilter.get(), L"Input0").get()), S_OK);
-        ASSERT_EQ(graph->Connect(pin(tunerFilter.get(), L"MPEG2 Transport").get(), pin(receiver.get(), L"MPEG2 Transport In").get()), S_OK);
-        ASSERT_EQ(graph->Connect(pin(receiver.get(), L"MPEG2 Transport").get(), pin(grabberFilter.get(), L"Input").get()), S_OK);
-        ASSERT_EQ(graph->Connect(pin(grabberFilter.get(), L"Output").get(), pin(demux.get(), L"MPEG-2 Stream").get()), S_OK);
+        testing::connect(graph.get(), {{provider.get(), L"Antenna Out", tunerFilter.get(), L"Input0"},
+                                       {tunerFilter.get(), L"MPEG2 Transport", receiver.get(), L"MPEG2 Transport In"},
+                                       {receiver.get(), L"MPEG2 Transport", grabberFilter.get(), L"Input"},
+                                       {grabberFilter.get(), L"Output", demux.get(), L"MPEG-2 Stream"}});
         ASSERT_EQ(provider.as(tuner), S_OK);
         ASSERT_EQ(grabberFilter.as(grabber), S_OK);
         ASSERT_EQ(graph.as(control), S_OK);
     }
-
-    void TearDown() override {
-        control->Stop();
-        control.reset();
-        grabber.reset();
-        tuner.reset();
-        for (auto* f : {&demux, &grabberFilter, &receiver, &tunerFilter, &provider}) f->reset();
-        graph.reset();
-        EXPECT_TRUE(simulation().liveObjects().empty()) << liveObjects();
-    }
+    void TearDown() override { control->Stop(); }
 
     void tune(long frequency, ModulationType modulation, TransmissionMode mode, GuardInterval guard, BinaryConvolutionCodeRate rate,
               long bandwidth) {
         auto space = create<ITuningSpace>(CLSID_DVBTuningSpace);
-        ComPtr<IDVBTuningSpace2> dvb;
-        ASSERT_EQ(space.as(dvb), S_OK);
-        dvb->put_SystemType(DVB_Terrestrial);
+        ASSERT_EQ(query<IDVBTuningSpace2>(space)->put_SystemType(DVB_Terrestrial), S_OK);
         BSTR type = SysAllocString(L"{216C62DF-6D7F-4E9A-8571-05F14EDB766A}");
         EXPECT_EQ(space->put_NetworkType(type), S_OK);
         SysFreeString(type);
         ComPtr<ITuneRequest> request;
         ASSERT_EQ(space->CreateTuneRequest(request.put()), S_OK);
-        ComPtr<IDVBTuneRequest> dvbRequest;
-        ASSERT_EQ(request.as(dvbRequest), S_OK);
+        ASSERT_TRUE(query<IDVBTuneRequest>(request));
         auto locator = create<IDVBTLocator>(CLSID_DVBTLocator);
         locator->put_CarrierFrequency(frequency);
         locator->put_Modulation(modulation);
@@ -351,45 +279,19 @@ protected:
         return data;
     }
 
-    ComPtr<IGraphBuilder> graph;
-    ComPtr<IBaseFilter> provider, tunerFilter, receiver, grabberFilter, demux;
+    ComPtr<IGraphBuilder> graph = create<IGraphBuilder>(CLSID_FilterGraph);
+    ComPtr<IBaseFilter> provider = create<IBaseFilter>(CLSID_DVBTNetworkProvider), tunerFilter, receiver,
+                        grabberFilter = create<IBaseFilter>(tunekit::CLSID_SampleGrabber),
+                        demux = create<IBaseFilter>(CLSID_MPEG2Demultiplexer);
     ComPtr<ITuner> tuner;
     ComPtr<ISampleGrabber> grabber;
     ComPtr<IMediaControl> control;
 };
 
-TEST_F(DvbtGraph, TheGrabberHasNoSampleUntilTheRunningGraphIsOnAChannelWithAStream) {
-    LONG size = 0;
-    EXPECT_EQ(grabber->GetCurrentBuffer(&size, nullptr), E_INVALIDARG) << "not buffering";
-    ASSERT_EQ(grabber->SetBufferSamples(TRUE), S_OK);
-    EXPECT_EQ(grabber->GetCurrentBuffer(&size, nullptr), VFW_E_WRONG_STATE);
-    tuneGood();
-    qis::System::sleep(0.1);
-    EXPECT_EQ(grabber->GetCurrentBuffer(&size, nullptr), VFW_E_WRONG_STATE) << "stopped";
-    ASSERT_EQ(control->Run(), S_OK);
-    tune(522000, BDA_MOD_64QAM, BDA_XMIT_MODE_8K, BDA_GUARD_1_8, BDA_BCC_RATE_2_3, 8);
-    qis::System::sleep(0.1);
-    EXPECT_EQ(grabber->GetCurrentBuffer(&size, nullptr), VFW_E_WRONG_STATE) << "another guard interval does not lock";
-    tuneGood();
-    qis::System::sleep(0.05);
-    ASSERT_EQ(grabber->GetCurrentBuffer(&size, nullptr), S_OK);
-    EXPECT_EQ(size, 188 * 64);
-    std::vector<LONG> small(10);
-    LONG smallSize = 40;
-    EXPECT_EQ(grabber->GetCurrentBuffer(&smallSize, small.data()), E_OUTOFMEMORY);
-    const std::vector<BYTE> sample = currentSample();
-    ASSERT_EQ(sample.size(), 188u * 64u);
-    for (std::size_t at = 0; at < sample.size(); at += 188) EXPECT_EQ(sample[at], 0x47) << at;
-    // A new tuning flushes what was buffered.
-    tune(474000, BDA_MOD_64QAM, BDA_XMIT_MODE_8K, BDA_GUARD_1_4, BDA_BCC_RATE_2_3, 8);
-    qis::System::sleep(0.05);
-    EXPECT_EQ(grabber->GetCurrentBuffer(&size, nullptr), VFW_E_WRONG_STATE);
-}
-
-// Counts what a stream analyzer penalises: packets with the transport-error indicator, and
-// continuity-counter gaps on the video PID.
+// What a stream analyzer counts in a sample: packets and their sync bytes, packets with the
+// transport-error indicator, nulls, PCRs, and continuity-counter gaps on the video PID.
 struct Damage {
-    int packets = 0, errors = 0, videoErrors = 0, gaps = 0, nulls = 0, pcrs = 0;
+    int packets = 0, synced = 0, errors = 0, videoErrors = 0, gaps = 0, nulls = 0, pcrs = 0;
 };
 
 Damage inspect(const std::vector<BYTE>& ts) {
@@ -398,6 +300,7 @@ Damage inspect(const std::vector<BYTE>& ts) {
     for (std::size_t at = 0; at + 188 <= ts.size(); at += 188) {
         const BYTE* p = &ts[at];
         ++d.packets;
+        d.synced += p[0] == 0x47;
         const unsigned pid = ((p[1] & 0x1F) << 8) | p[2];
         if (p[1] & 0x80) ++d.errors;
         if (pid == 0x1FFF) {
@@ -413,26 +316,39 @@ Damage inspect(const std::vector<BYTE>& ts) {
     return d;
 }
 
-TEST_F(DvbtGraph, DamageInTheStreamFollowsTheQualityOfTheChannel) {
-    grabber->SetBufferSamples(TRUE);
-    control->Run();
-    tuneGood(); // quality 95
-    qis::System::sleep(0.05);
+TEST_F(DvbtGraph, TheGrabberHoldsAStreamOnlyWhileRunningOnAChannelAndItsDamageFollowsTheQuality) {
+    LONG size = 0;
+    EXPECT_EQ(grabber->GetCurrentBuffer(&size, nullptr), E_INVALIDARG) << "not buffering";
+    ASSERT_EQ(grabber->SetBufferSamples(TRUE), S_OK);
+    EXPECT_EQ(grabber->GetCurrentBuffer(&size, nullptr), VFW_E_WRONG_STATE);
+    const auto bufferAfterTuning = [&](long frequency, ModulationType modulation, GuardInterval guard) {
+        tune(frequency, modulation, BDA_XMIT_MODE_8K, guard, BDA_BCC_RATE_2_3, 8);
+        qis::System::sleep(0.05);
+        return grabber->GetCurrentBuffer(&size, nullptr);
+    };
+    EXPECT_EQ(bufferAfterTuning(522000, BDA_MOD_64QAM, BDA_GUARD_1_4), VFW_E_WRONG_STATE) << "stopped";
+    ASSERT_EQ(control->Run(), S_OK);
+    EXPECT_EQ(bufferAfterTuning(522000, BDA_MOD_64QAM, BDA_GUARD_1_8), VFW_E_WRONG_STATE) << "another guard interval does not lock";
+    ASSERT_EQ(bufferAfterTuning(522000, BDA_MOD_64QAM, BDA_GUARD_1_4), S_OK); // quality 95
+    EXPECT_EQ(size, 188 * 64);
+    std::vector<LONG> small(10);
+    LONG smallSize = 40;
+    EXPECT_EQ(grabber->GetCurrentBuffer(&smallSize, small.data()), E_OUTOFMEMORY);
     const Damage good = inspect(currentSample());
     EXPECT_EQ(good.packets, 64);
+    EXPECT_EQ(good.synced, 64);
     EXPECT_GT(good.nulls, 0);
     EXPECT_GT(good.pcrs, 0);
     EXPECT_NEAR(good.errors, 64 * 5 / 100, 1);
     EXPECT_EQ(good.gaps, good.videoErrors) << "a damaged video packet also breaks the continuity count";
-    tune(562000, BDA_MOD_16QAM, BDA_XMIT_MODE_8K, BDA_GUARD_1_8, BDA_BCC_RATE_2_3, 8); // quality 30
-    qis::System::sleep(0.05);
-    const Damage poor = inspect(currentSample());
-    EXPECT_NEAR(poor.errors, 64 * 70 / 100, 1);
+    ASSERT_EQ(bufferAfterTuning(562000, BDA_MOD_16QAM, BDA_GUARD_1_8), S_OK); // quality 30
+    EXPECT_NEAR(inspect(currentSample()).errors, 64 * 70 / 100, 1);
+    // A tuning without a stream flushes what was buffered.
+    EXPECT_EQ(bufferAfterTuning(474000, BDA_MOD_64QAM, BDA_GUARD_1_4), VFW_E_WRONG_STATE);
 }
 
-TEST_F(DvbtGraph, FrequencyMapsAreTheScenariosAndTheCallerFreesThem) {
-    ComPtr<IFrequencyMap> map;
-    ASSERT_EQ(provider.as(map), S_OK);
+TEST_F(DvbtGraph, TheProviderHasTheScenariosFrequencyMapsAndWhatWasTunedIsJournaled) {
+    auto map = query<IFrequencyMap>(provider);
     ULONG count = 0, *list = nullptr;
     ASSERT_EQ(map->get_CountryCodeList(&count, &list), S_OK);
     EXPECT_EQ(std::vector<ULONG>(list, list + count), (std::vector<ULONG>{31, 44, 49}));
@@ -447,9 +363,8 @@ TEST_F(DvbtGraph, FrequencyMapsAreTheScenariosAndTheCallerFreesThem) {
     map->get_CountryCode(&code);
     EXPECT_EQ(code, 49u);
     EXPECT_EQ(map->put_CountryCode(1), E_INVALIDARG);
-}
 
-TEST_F(DvbtGraph, WhatWasTunedIsJournaledOnTheLocatorAndTheProvider) {
+    // What was tuned is journaled on the locator and the provider.
     tune(506000, BDA_MOD_64QAM, BDA_XMIT_MODE_2K, BDA_GUARD_1_32, BDA_BCC_RATE_2_3, 8);
     const auto tunes = callsOf("put_TuneRequest");
     ASSERT_EQ(tunes.size(), 1u);
@@ -460,10 +375,9 @@ TEST_F(DvbtGraph, WhatWasTunedIsJournaledOnTheLocatorAndTheProvider) {
         if (c.object == "DVBTLocator" && c.method != "CoCreateInstance") locator.push_back(c.method.utf8() + "(" + c.arguments.utf8() + ")");
     EXPECT_THAT(locator, ElementsAre("put_CarrierFrequency(506000)", "put_Modulation(3)", "put_Mode(1)", "put_Guard(1)",
                                      "put_LPInnerFECRate(2)", "put_Bandwidth(8)"));
-    ComPtr<IBDA_SignalStatistics> statistics;
-    ASSERT_EQ(tunerFilter.as(statistics), S_OK) << "this tuner has its statistics on the filter";
     BOOLEAN present = 0;
-    statistics->get_SignalPresent(&present);
+    // This tuner has its statistics on the filter.
+    EXPECT_EQ(query<IBDA_SignalStatistics>(tunerFilter)->get_SignalPresent(&present), S_OK);
     EXPECT_EQ(present, 1);
 }
 
@@ -471,10 +385,10 @@ TEST_F(DvbtGraph, TablesReachTheTransportInformationFilterAndTheRestRenders) {
     ComPtr<IBaseFilter> tif = load(tunekit::KSCATEGORY_BDA_TRANSPORT_INFORMATION, graph.get());
     ASSERT_TRUE(tif);
     // Video and audio cannot connect to it; the table pin can.
-    EXPECT_NE(graph->Connect(pin(demux.get(), L"001").get(), pin(tif.get(), L"Input").get()), S_OK);
-    EXPECT_EQ(graph->Connect(pin(demux.get(), L"003").get(), pin(tif.get(), L"Input").get()), S_OK);
-    EXPECT_EQ(graph->Render(pin(demux.get(), L"001").get()), S_OK);
-    EXPECT_EQ(graph->Render(pin(demux.get(), L"002").get()), S_OK);
+    EXPECT_NE(graph->Connect(pinOf(demux.get(), L"001").get(), pinOf(tif.get(), L"Input").get()), S_OK);
+    EXPECT_EQ(graph->Connect(pinOf(demux.get(), L"003").get(), pinOf(tif.get(), L"Input").get()), S_OK);
+    EXPECT_EQ(graph->Render(pinOf(demux.get(), L"001").get()), S_OK);
+    EXPECT_EQ(graph->Render(pinOf(demux.get(), L"002").get()), S_OK);
 }
 
 // A stick whose samples are cut smaller than a packet, and whose provider refuses its second
@@ -516,91 +430,51 @@ TEST_F(SmallSamples, TheGrabberOnlyEverHoldsPartOfAPacketAndFaultsReachTheProvid
 
 // Rendering a tuner's transport stream reaches a demultiplexer already in the graph and goes on
 // to the renderers, as the OpenCable test relies on.
-class OcurGraph : public ::testing::Test, public DigitalFixture {
+class OcurGraph : public DigitalFixture {
 protected:
     OcurGraph() : DigitalFixture(scenarioText("ocur")) {}
 };
 
 TEST_F(OcurGraph, RenderingTheTunerOutputBuildsTheWholeChainThroughTheDemultiplexer) {
-    {
-        auto graph = create<IGraphBuilder>(CLSID_FilterGraph);
-        auto provider = create<IBaseFilter>(tunekit::CLSID_ATSCQAMNetworkProvider);
-        graph->AddFilter(provider.get(), L"ATSC QAM Network Provider");
-        auto devices = create<ICreateDevEnum>(CLSID_SystemDeviceEnum);
-        ComPtr<IEnumMoniker> monikers;
-        ASSERT_EQ(devices->CreateClassEnumerator(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, monikers.put(), 0), S_OK);
-        ComPtr<IMoniker> first, second;
-        ASSERT_EQ(monikers->Next(1, first.put(), nullptr), S_OK);
-        ASSERT_EQ(monikers->Next(1, second.put(), nullptr), S_OK);
-        ComPtr<IPropertyBag> bag;
-        ASSERT_EQ(second->BindToStorage(nullptr, nullptr, IID_IPropertyBag, bag.putVoid()), S_OK);
-        VARIANT path;
-        VariantInit(&path);
-        ASSERT_EQ(bag->Read(L"DevicePath", &path, nullptr), S_OK);
-        EXPECT_THAT(qis::String(path.bstrVal).utf8(), HasSubstr("#4&1c3d5a7e&0&00e0#{71985f48"));
-        VariantClear(&path);
-        ComPtr<IBaseFilter> tunerFilter;
-        ASSERT_EQ(second->BindToObject(nullptr, nullptr, IID_IBaseFilter, tunerFilter.putVoid()), S_OK);
-        graph->AddFilter(tunerFilter.get(), L"OCUR BDA Tuner");
-        ASSERT_EQ(graph->Connect(pin(provider.get(), L"Antenna Out").get(), pin(tunerFilter.get(), L"Input0").get()), S_OK);
-        auto demux = create<IBaseFilter>(CLSID_MPEG2Demultiplexer);
-        graph->AddFilter(demux.get(), L"Demux");
-        EXPECT_EQ(graph->Render(pin(tunerFilter.get(), L"MPEG2 Transport").get()), S_OK);
-        ComPtr<IBaseFilter> renderer;
-        EXPECT_EQ(graph->FindFilterByName(L"Video Renderer", renderer.put()), S_OK);
-        EXPECT_EQ(graph->FindFilterByName(L"MPEG-2 Demultiplexer", renderer.put()), VFW_E_NOT_FOUND) << "the one in the graph was used";
-        ComPtr<IVideoWindow> window;
-        EXPECT_EQ(graph.as(window), S_OK);
-    }
-    EXPECT_TRUE(simulation().liveObjects().empty()) << liveObjects();
+    auto graph = create<IGraphBuilder>(CLSID_FilterGraph);
+    auto provider = create<IBaseFilter>(tunekit::CLSID_ATSCQAMNetworkProvider);
+    graph->AddFilter(provider.get(), L"ATSC QAM Network Provider");
+    std::string path;
+    ComPtr<IBaseFilter> tunerFilter = load(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, graph.get(), 1, &path);
+    ASSERT_TRUE(tunerFilter);
+    EXPECT_THAT(path, HasSubstr("#4&1c3d5a7e&0&00e0#{71985f48"));
+    testing::connect(graph.get(), {{provider.get(), L"Antenna Out", tunerFilter.get(), L"Input0"}});
+    auto demux = create<IBaseFilter>(CLSID_MPEG2Demultiplexer);
+    graph->AddFilter(demux.get(), L"Demux");
+    EXPECT_EQ(graph->Render(pinOf(tunerFilter.get(), L"MPEG2 Transport").get()), S_OK);
+    ComPtr<IBaseFilter> renderer;
+    EXPECT_EQ(graph->FindFilterByName(L"Video Renderer", renderer.put()), S_OK);
+    EXPECT_EQ(graph->FindFilterByName(L"MPEG-2 Demultiplexer", renderer.put()), VFW_E_NOT_FOUND) << "the one in the graph was used";
+    EXPECT_TRUE(query<IVideoWindow>(graph));
 }
 
-class SystemObjects : public ::testing::Test, public DigitalFixture {
-protected:
-    SystemObjects() : DigitalFixture(std::string()) {}
-};
+using SystemObjects = testing::SimTest;
 
 TEST_F(SystemObjects, TheTuningSpaceContainerIsIndexedFromZeroAndByName) {
-    {
-        auto container = create<ITuningSpaceContainer>(CLSID_SystemTuningSpaces);
-        LONG count = 0;
-        ASSERT_EQ(container->get_Count(&count), S_OK);
-        ASSERT_GE(count, 4);
-        const auto nameAt = [&](VARIANT index) {
-            ComPtr<ITuningSpace> space;
-            const HRESULT hr = container->get_Item(index, space.put());
-            if (FAILED(hr)) return std::string("error");
-            BSTR name = nullptr;
-            space->get_UniqueName(&name);
-            std::string text = qis::String(name).utf8();
-            SysFreeString(name);
-            return text;
-        };
-        VARIANT index;
-        VariantInit(&index);
-        index.vt = VT_I4;
-        index.lVal = 3;
-        EXPECT_EQ(nameAt(index), "Digital Cable");
-        ComPtr<ITuningSpace> third;
-        ASSERT_EQ(container->get_Item(index, third.put()), S_OK);
-        ComPtr<IATSCTuningSpace> atsc;
-        EXPECT_EQ(third.as(atsc), S_OK) << "a cable ATSC space, which the OpenCable test tunes with";
-        index.lVal = count;
-        EXPECT_EQ(nameAt(index), "error");
-        index.vt = VT_BSTR;
-        index.bstrVal = SysAllocString(L"ATSCCable");
-        EXPECT_EQ(nameAt(index), "ATSCCable");
-        VariantClear(&index);
-    }
-    EXPECT_TRUE(simulation().liveObjects().empty()) << liveObjects();
-}
-
-TEST_F(SystemObjects, WithoutBdaDevicesTheCategoriesAreEmpty) {
-    auto devices = create<ICreateDevEnum>(CLSID_SystemDeviceEnum);
-    ComPtr<IEnumMoniker> monikers;
-    EXPECT_EQ(devices->CreateClassEnumerator(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, monikers.put(), 0), S_FALSE);
-    EXPECT_FALSE(monikers);
-    EXPECT_EQ(callsOf("CreateClassEnumerator").back().arguments, "BDANetworkTuner");
+    auto container = create<ITuningSpaceContainer>(CLSID_SystemTuningSpaces);
+    LONG count = 0;
+    ASSERT_EQ(container->get_Count(&count), S_OK);
+    ASSERT_GE(count, 4);
+    VARIANT index;
+    VariantInit(&index);
+    index.vt = VT_I4;
+    index.lVal = 3;
+    ComPtr<ITuningSpace> space;
+    ASSERT_EQ(container->get_Item(index, space.put()), S_OK);
+    EXPECT_EQ(uniqueNameOf(space.get()), "Digital Cable");
+    EXPECT_TRUE(query<IATSCTuningSpace>(space)) << "a cable ATSC space, which the OpenCable test tunes with";
+    index.lVal = count;
+    EXPECT_TRUE(FAILED(container->get_Item(index, space.put())));
+    index.vt = VT_BSTR;
+    index.bstrVal = SysAllocString(L"ATSCCable");
+    ASSERT_EQ(container->get_Item(index, space.put()), S_OK);
+    EXPECT_EQ(uniqueNameOf(space.get()), "ATSCCable");
+    VariantClear(&index);
 }
 
 } // namespace

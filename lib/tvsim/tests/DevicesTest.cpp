@@ -1,7 +1,10 @@
+// The system device enumerator: categories, monikers and their property bags as the module's
+// device discovery reads them.
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstdio>
+#include <cwchar>
 #include <string>
 #include <vector>
 
@@ -11,9 +14,8 @@
 namespace tvsim {
 namespace {
 
+using testing::create;
 using tunekit::ComPtr;
-
-const HRESULT kNoSuchValue = HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
 
 // Two cards of one name (the second without a device path) and a device with neither a
 // friendly name nor a filter.
@@ -29,54 +31,28 @@ const char* const kThreeDevices = R"json({
   }
 })json";
 
-const char* const kNoDevices = R"json({
-  "device": {"name": "Card A"},
-  "categories": {"VideoInputDevice": []}
-})json";
-
-// Reads one property as text; the HRESULT when it cannot be read.
-struct Read {
-    HRESULT result;
-    std::wstring text;
-    VARTYPE type;
-};
-
-Read readProperty(const ComPtr<IPropertyBag>& bag, const wchar_t* name, VARTYPE wanted = VT_EMPTY) {
-    if (!bag) return Read{E_POINTER, std::wstring(), VT_EMPTY};
+// One property as text, or its failure as "error" and the HRESULT in hex. A failed read leaves
+// the caller's VARIANT as it was.
+std::wstring readProperty(IPropertyBag* bag, const wchar_t* name, VARTYPE wanted = VT_EMPTY) {
     VARIANT value;
     VariantInit(&value);
     value.vt = wanted;
     const HRESULT result = bag->Read(name, &value, nullptr);
-    Read read{result, std::wstring(), value.vt};
-    if (SUCCEEDED(read.result) && value.vt == VT_BSTR) read.text = value.bstrVal;
+    wchar_t error[40];
+    std::swprintf(error, 40, L"error %08lx%ls", static_cast<unsigned long>(result), value.vt == wanted ? L"" : L" (VARIANT changed)");
+    const std::wstring read = FAILED(result) ? error : value.vt == VT_BSTR ? value.bstrVal : L"(not text)";
     VariantClear(&value);
     return read;
 }
 
-class DevicesTest : public ::testing::Test, public testing::SimulationFixture {
+class Devices : public testing::SimTest {
 protected:
-    explicit DevicesTest(const char* json = kThreeDevices) : SimulationFixture(json) {}
-
-    void SetUp() override {
-        ASSERT_EQ(simulation().createInstance(CLSID_SystemDeviceEnum, nullptr, CLSCTX_INPROC_SERVER, IID_ICreateDevEnum,
-                                              devices.putVoid()),
-                  S_OK);
-    }
-
-    void TearDown() override {
-        devices.reset();
-        EXPECT_TRUE(simulation().liveObjects().empty()) << liveObjects();
-    }
-
-    ComPtr<IEnumMoniker> videoInputs() {
-        ComPtr<IEnumMoniker> monikers;
-        EXPECT_EQ(devices->CreateClassEnumerator(CLSID_VideoInputDeviceCategory, monikers.put(), 0), S_OK);
-        return monikers;
-    }
+    explicit Devices(const char* json = kThreeDevices) : SimTest(json) {}
 
     std::vector<ComPtr<IMoniker>> allVideoInputs() {
         std::vector<ComPtr<IMoniker>> all;
-        ComPtr<IEnumMoniker> monikers = videoInputs();
+        ComPtr<IEnumMoniker> monikers;
+        EXPECT_EQ(devices->CreateClassEnumerator(CLSID_VideoInputDeviceCategory, monikers.put(), 0), S_OK);
         for (ComPtr<IMoniker> moniker; monikers && monikers->Next(1, moniker.put(), nullptr) == S_OK;) all.push_back(moniker);
         return all;
     }
@@ -87,33 +63,61 @@ protected:
         return bag;
     }
 
-    ComPtr<ICreateDevEnum> devices;
+    ComPtr<ICreateDevEnum> devices = create<ICreateDevEnum>(CLSID_SystemDeviceEnum);
 };
 
-class DevicesEmptyCategoryTest : public DevicesTest {
+// A category the caller asks for, on a scenario, and whether it gets an enumerator.
+struct Enumeration {
+    const char* name;
+    const char* scenario; // the three devices when null, the built-in default when ""
+    const GUID* category;
+    DWORD flags;
+    HRESULT result;
+    const char* journaled; // the category as the journal names it
+};
+
+void PrintTo(const Enumeration& c, std::ostream* out) { *out << c.name; }
+
+class DeviceEnumeration : public Devices, public ::testing::WithParamInterface<Enumeration> {
 protected:
-    DevicesEmptyCategoryTest() : DevicesTest(kNoDevices) {}
+    DeviceEnumeration() : Devices(GetParam().scenario ? GetParam().scenario : kThreeDevices) {}
 };
 
-TEST_F(DevicesTest, MonikersComeInScenarioOrderAndTheEndAnswersSFalse) {
-    ComPtr<IEnumMoniker> monikers = videoInputs();
-    ASSERT_TRUE(monikers);
-    std::vector<std::wstring> descriptions;
+TEST_P(DeviceEnumeration, GivesAnEnumeratorOnlyForHardwareOfTheCategory) {
+    const Enumeration& c = GetParam();
+    ComPtr<IEnumMoniker> monikers;
+    EXPECT_EQ(devices->CreateClassEnumerator(*c.category, monikers.put(), c.flags), c.result);
+    EXPECT_EQ(static_cast<bool>(monikers), c.result == S_OK) << "S_FALSE comes without an enumerator";
+    if (c.journaled) EXPECT_EQ(callsOf("CreateClassEnumerator").back().arguments, c.journaled);
+}
+
+const char* const kEmptyCategory = R"json({"device": {"name": "Card A"}, "categories": {"VideoInputDevice": []}})json";
+const Enumeration kEnumerations[] = {
+    {"VideoInputs", nullptr, &CLSID_VideoInputDeviceCategory, 0, S_OK, "VideoInputDevice"},
+    {"PlugAndPlayDevicesOnly", nullptr, &CLSID_VideoInputDeviceCategory, CDEF_DEVMON_PNP_DEVICE, S_OK, nullptr},
+    {"DmosOnlyFindNoCards", nullptr, &CLSID_VideoInputDeviceCategory, CDEF_DEVMON_DMO, S_FALSE, nullptr},
+    {"CategoryTheScenarioLacks", nullptr, &CLSID_AudioInputDeviceCategory, 0, S_FALSE, nullptr},
+    {"EmptyCategory", kEmptyCategory, &CLSID_VideoInputDeviceCategory, 0, S_FALSE, nullptr},
+    {"NoBdaTunersOnTheDefaultCard", "", &tunekit::KSCATEGORY_BDA_NETWORK_TUNER, 0, S_FALSE, "BDANetworkTuner"},
+};
+INSTANTIATE_TEST_SUITE_P(Categories, DeviceEnumeration, ::testing::ValuesIn(kEnumerations),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(Devices, MonikersComeOnceEachUntilSFalseAndEachEnumerationHasItsOwn) {
+    EXPECT_EQ(devices->CreateClassEnumerator(CLSID_VideoInputDeviceCategory, nullptr, 0), E_POINTER);
+    ComPtr<IEnumMoniker> monikers;
+    ASSERT_EQ(devices->CreateClassEnumerator(CLSID_VideoInputDeviceCategory, monikers.put(), 0), S_OK);
     ComPtr<IMoniker> moniker;
     ULONG fetched = 0;
-    while (monikers->Next(1, moniker.put(), &fetched) == S_OK) {
-        ASSERT_EQ(fetched, 1u);
-        descriptions.push_back(readProperty(bagOf(moniker), L"Description").text);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(monikers->Next(1, moniker.put(), &fetched), S_OK);
+        EXPECT_EQ(fetched, 1u);
     }
-    EXPECT_EQ(descriptions, (std::vector<std::wstring>{L"first", L"second", L"nameless"}));
     EXPECT_EQ(monikers->Next(1, moniker.put(), &fetched), S_FALSE);
     EXPECT_EQ(fetched, 0u);
     EXPECT_FALSE(moniker);
-}
 
-TEST_F(DevicesTest, EachEnumerationHandsOutItsOwnMonikers) {
-    const auto first = allVideoInputs();
-    const auto second = allVideoInputs();
+    const auto first = allVideoInputs(), second = allVideoInputs();
     ASSERT_EQ(first.size(), 3u);
     ASSERT_EQ(second.size(), 3u);
     EXPECT_NE(first[0].get(), second[0].get());
@@ -121,60 +125,37 @@ TEST_F(DevicesTest, EachEnumerationHandsOutItsOwnMonikers) {
     EXPECT_EQ(first[0]->IsEqual(first[1].get()), S_FALSE);
 }
 
-TEST_F(DevicesTest, CategoriesWithoutDevicesSucceedWithoutAnEnumerator) {
-    ComPtr<IEnumMoniker> monikers;
-    EXPECT_EQ(devices->CreateClassEnumerator(CLSID_AudioInputDeviceCategory, monikers.put(), 0), S_FALSE);
-    EXPECT_FALSE(monikers);
-    // The cards are hardware: asking only for DMOs finds none of them.
-    EXPECT_EQ(devices->CreateClassEnumerator(CLSID_VideoInputDeviceCategory, monikers.put(), CDEF_DEVMON_DMO), S_FALSE);
-    EXPECT_FALSE(monikers);
-    EXPECT_EQ(devices->CreateClassEnumerator(CLSID_VideoInputDeviceCategory, monikers.put(), CDEF_DEVMON_PNP_DEVICE), S_OK);
-    EXPECT_TRUE(monikers);
-    EXPECT_EQ(devices->CreateClassEnumerator(CLSID_VideoInputDeviceCategory, nullptr, 0), E_POINTER);
-}
-
-TEST_F(DevicesEmptyCategoryTest, AnEmptyCategorySucceedsWithoutAnEnumerator) {
-    ComPtr<IEnumMoniker> monikers;
-    EXPECT_EQ(devices->CreateClassEnumerator(CLSID_VideoInputDeviceCategory, monikers.put(), 0), S_FALSE);
-    EXPECT_FALSE(monikers);
-}
-
-TEST_F(DevicesTest, PropertyBagsGiveTheScenarioTextsAndFailForWhatItLeavesOut) {
+TEST_F(Devices, PropertyBagsGiveTheScenarioTextsInTheTypeAskedFailForWhatItLeavesOutAndAreReadOnly) {
     const auto monikers = allVideoInputs();
     ASSERT_EQ(monikers.size(), 3u);
-    ComPtr<IPropertyBag> first = bagOf(monikers[0]);
-    const Read name = readProperty(first, L"FriendlyName");
-    EXPECT_EQ(name.result, S_OK);
-    EXPECT_EQ(name.type, VT_BSTR);
-    EXPECT_EQ(name.text, L"Card A");
-    EXPECT_EQ(readProperty(first, L"DevicePath").text, L"\\\\?\\pci#card_a#1");
-    // Value names are registry value names: case does not matter.
-    EXPECT_EQ(readProperty(first, L"friendlyname").text, L"Card A");
+    const struct { int device; const wchar_t* property; VARTYPE wanted; const wchar_t* read; } cases[] = {
+        {0, L"Description", VT_EMPTY, L"first"}, // in scenario order
+        {1, L"Description", VT_EMPTY, L"second"},
+        {2, L"Description", VT_EMPTY, L"nameless"},
+        {0, L"FriendlyName", VT_EMPTY, L"Card A"},
+        {0, L"friendlyname", VT_EMPTY, L"Card A"}, // registry value names ignore case
+        {0, L"DevicePath", VT_EMPTY, L"\\\\?\\pci#card_a#1"},
+        {0, L"FriendlyName", VT_I4, L"error 80020005"}, // DISP_E_TYPEMISMATCH
+        {1, L"DevicePath", VT_EMPTY, L"error 80070002"},  // a value the key does not have: file not found
+        {2, L"FriendlyName", VT_EMPTY, L"error 80070002"},
+        {2, L"CLSID", VT_EMPTY, L"error 80070002"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(readProperty(bagOf(monikers[c.device]).get(), c.property, c.wanted), c.read)
+            << qis::String(c.property).utf8() << " of " << c.device;
 
-    EXPECT_EQ(readProperty(bagOf(monikers[1]), L"DevicePath").result, kNoSuchValue);
-    ComPtr<IPropertyBag> nameless = bagOf(monikers[2]);
-    const Read missing = readProperty(nameless, L"FriendlyName");
-    EXPECT_EQ(missing.result, kNoSuchValue);
-    EXPECT_EQ(missing.type, VT_EMPTY);
-    EXPECT_EQ(readProperty(nameless, L"CLSID").result, kNoSuchValue);
-}
-
-TEST_F(DevicesTest, PropertyBagsConvertToTheTypeAskedForAndAreReadOnly) {
-    const auto monikers = allVideoInputs();
-    ASSERT_FALSE(monikers.empty());
     ComPtr<IPropertyBag> bag = bagOf(monikers[0]);
-    EXPECT_EQ(readProperty(bag, L"FriendlyName", VT_I4).result, DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(bag->Read(L"FriendlyName", nullptr, nullptr), E_POINTER);
     VARIANT value;
     VariantInit(&value);
-    EXPECT_EQ(bag->Read(L"FriendlyName", nullptr, nullptr), E_POINTER);
     value.vt = VT_BSTR;
     value.bstrVal = SysAllocString(L"Card B");
     EXPECT_EQ(bag->Write(L"FriendlyName", &value), E_ACCESSDENIED);
     VariantClear(&value);
-    EXPECT_EQ(readProperty(bag, L"FriendlyName").text, L"Card A");
+    EXPECT_EQ(readProperty(bag.get(), L"FriendlyName"), L"Card A");
 }
 
-TEST_F(DevicesTest, MonikersBindTheirDeviceFilterAndOnlyThroughTheInterfacesItHas) {
+TEST_F(Devices, MonikersBindTheirDeviceFilterOnlyThroughItsInterfacesAndAreNamedByTheDevicePath) {
     const auto monikers = allVideoInputs();
     ASSERT_EQ(monikers.size(), 3u);
     ComPtr<IBaseFilter> filter, again;
@@ -189,56 +170,45 @@ TEST_F(DevicesTest, MonikersBindTheirDeviceFilterAndOnlyThroughTheInterfacesItHa
     EXPECT_FALSE(wrong);
     EXPECT_EQ(monikers[0]->BindToStorage(nullptr, nullptr, IID_IStream, wrong.putVoid()), E_NOINTERFACE);
     EXPECT_FALSE(wrong);
-
     // A device whose key names no filter cannot be bound.
-    ComPtr<IBaseFilter> none;
-    EXPECT_EQ(monikers[2]->BindToObject(nullptr, nullptr, IID_IBaseFilter, none.putVoid()), kNoSuchValue);
-    EXPECT_FALSE(none);
-}
+    EXPECT_EQ(monikers[2]->BindToObject(nullptr, nullptr, IID_IBaseFilter, wrong.putVoid()), HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND));
+    EXPECT_FALSE(wrong);
 
-TEST_F(DevicesTest, DisplayNamesNameHardwareByItsDevicePath) {
-    const auto monikers = allVideoInputs();
-    ASSERT_EQ(monikers.size(), 3u);
+    // Display names name hardware by its device path.
     LPOLESTR name = nullptr;
     ASSERT_EQ(monikers[0]->GetDisplayName(nullptr, nullptr, &name), S_OK);
     EXPECT_STREQ(name, L"@device:pnp:\\\\?\\pci#card_a#1");
     CoTaskMemFree(name);
-    name = nullptr;
     ASSERT_EQ(monikers[1]->GetDisplayName(nullptr, nullptr, &name), S_OK);
-    EXPECT_NE(std::wstring(name).find(L"@device:sw:"), std::wstring::npos);
+    EXPECT_EQ(std::wstring(name).find(L"@device:sw:"), 0u);
     CoTaskMemFree(name);
 }
 
-TEST_F(DevicesTest, FaultsAimAtOneMonikerByNameAndRepeatsAreNumbered) {
+TEST_F(Devices, FaultsAimAtOneObjectByNameWithRepeatsNumberedAndANullResultIsOneCallOnly) {
     simulation().faults().add({"Moniker: Card A #2", "BindToStorage", static_cast<std::int32_t>(E_FAIL), 0, FaultKind::Fail});
     simulation().faults().add({"PropertyBag: VideoInputDevice #3", "Read", static_cast<std::int32_t>(E_OUTOFMEMORY), 0,
                                FaultKind::Fail});
+    simulation().faults().add({"SystemDeviceEnum", "CreateClassEnumerator", 0, 1, FaultKind::NullResult});
+    ComPtr<IEnumMoniker> none;
+    EXPECT_EQ(devices->CreateClassEnumerator(CLSID_VideoInputDeviceCategory, none.put(), 0), S_OK);
+    EXPECT_FALSE(none);
+
     const auto monikers = allVideoInputs();
     ASSERT_EQ(monikers.size(), 3u);
     EXPECT_TRUE(bagOf(monikers[0]));
-
     ComPtr<IPropertyBag> bag;
     EXPECT_EQ(monikers[1]->BindToStorage(nullptr, nullptr, IID_IPropertyBag, bag.putVoid()), E_FAIL);
     EXPECT_FALSE(bag);
-
     ComPtr<IPropertyBag> nameless = bagOf(monikers[2]);
     ASSERT_TRUE(nameless);
-    EXPECT_EQ(readProperty(nameless, L"Description").result, E_OUTOFMEMORY);
+    EXPECT_EQ(readProperty(nameless.get(), L"Description"), L"error 8007000e");
 }
 
-TEST_F(DevicesTest, ANullResultFaultSucceedsWithoutAnEnumerator) {
-    simulation().faults().add({"SystemDeviceEnum", "CreateClassEnumerator", 0, 1, FaultKind::NullResult});
-    ComPtr<IEnumMoniker> monikers;
-    EXPECT_EQ(devices->CreateClassEnumerator(CLSID_VideoInputDeviceCategory, monikers.put(), 0), S_OK);
-    EXPECT_FALSE(monikers);
-    EXPECT_TRUE(videoInputs());
-}
-
-TEST_F(DevicesTest, TheJournalRecordsEachCallWithItsArgumentsAndResult) {
+TEST_F(Devices, TheJournalRecordsEachCallWithItsArgumentsAndResult) {
     simulation().journal().clear();
     const auto monikers = allVideoInputs();
     ASSERT_FALSE(monikers.empty());
-    readProperty(bagOf(monikers[1]), L"DevicePath");
+    readProperty(bagOf(monikers[1]).get(), L"DevicePath");
 
     std::vector<std::string> seen;
     for (const Call& call : simulation().journal().calls()) {
