@@ -1,3 +1,4 @@
+// The module's services: the cable prompt, the Media Center guard, tracing and the entry.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -13,8 +14,6 @@
 #include "frame/MediaCenter.h"
 #include "frame/GraphServices.h"
 #include "frame/RetryPrompt.h"
-#include "frame/CountryTable.h"
-#include "mirt5/RecordingReporter.h"
 #include "qis/ErrorStream.h"
 #include "qis/Exception.h"
 #include "qis/System.h"
@@ -22,49 +21,21 @@
 namespace qisrtvcard {
 namespace {
 
-using mirt5::DiagModule;
-
 // ---- the cable-check prompt --------------------------------------------------------------
 
-int g_retryAnswer = -1;
-mirt5::TestResult retryProbe(const mirt5::DiagDevice&) {
-    g_retryAnswer = RetryDigitalTestDlg();
-    return mirt5::TestResult::PASS();
-}
-
-class CablePrompt : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() {
-        testing::initialiseCatalogue();
-        static mirt5::Test* probe = [] {
-            auto* test = DiagModule::createTest("RetryPromptProbe", mirt5::DeviceCapability(), retryProbe);
-            test->addParameter(CheckTVCable)->addParameter(MsgBoxTimeout);
-            return test;
-        }();
-        (void)probe;
-    }
-
-    int answerFor(const char* checkCable, std::vector<qis::String> answers) {
-        mirt5::RunRequest request;
-        request.test = "RetryPromptProbe";
-        request.device = mirt5::DiagDevice("probe", "", mirt5::DeviceCapability());
-        request.parameters = {{"CheckTVCable", checkCable}, {"MsgBoxTimeout", "30"}};
-        request.answers = std::move(answers);
-        g_retryAnswer = -1;
-        DiagModule::run(request, reporter_);
-        return g_retryAnswer;
-    }
-
-    mirt5::RecordingReporter reporter_;
-};
-
-TEST_F(CablePrompt, UnansweredPromptTimesOutAfterMsgBoxTimeoutSecondsAndRetries) {
+TEST(CablePrompt, UnansweredPromptTimesOutAfterMsgBoxTimeoutSecondsAndRetries) {
     qis::VirtualClock clock;
     qis::ScopedClock useIt(clock);
-    EXPECT_EQ(answerFor("true", {}), RetryAnswerRetry);
+    testing::Probe probe; // CheckTVCable true, MsgBoxTimeout 30
+    int answer = -1;
+    probe.run([&](const mirt5::DiagDevice&) {
+        answer = RetryDigitalTestDlg();
+        return mirt5::TestResult::PASS();
+    });
+    EXPECT_EQ(answer, RetryAnswerRetry);
     EXPECT_GE(clock.elapsed(), std::chrono::seconds(30));
-    ASSERT_EQ(reporter_.prompts.size(), 1u);
-    const auto& prompt = reporter_.prompts.back();
+    ASSERT_EQ(probe.reporter.prompts.size(), 1u);
+    const auto& prompt = probe.reporter.prompts.back();
     EXPECT_EQ(prompt.type, 10);
     EXPECT_EQ(prompt.timeoutMs, 30000u);
     EXPECT_EQ(prompt.title, CheckCableConnectedTitle->localizedString());
