@@ -1,6 +1,8 @@
 // The analog tests on the virtual card as a host sees them: the TV signal scan, the FM radio scan,
 // capture to screen and capture to file; results, events, progress, percents, logs and files.
+// Then their plumbing: finding the card's capture filter, and the video window.
 #include <cstring>
+#include <utility>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -9,6 +11,8 @@
 #include <gtest/gtest.h>
 
 #include "ModuleTestSupport.h"
+#include "analog/AnalogPlumbing.h"
+#include "analog/GraphHandles.h"
 #include "frame/TestEntries.h"
 #include "qis/Locale.h"
 #include "tvsim/Simulation.h"
@@ -404,6 +408,123 @@ TEST_F(AnalogRuns, MediaCenter) {
         {.what = "radio", .scenario = radio(R"("fmSignal": [88000000])", R"(, "processes": ["ehshell.exe"])"), .entry = FMRadioSignalTest,
          .parameters = band("88.0", "108.0")},
     });
+}
+
+// ---- device discovery and the video window ---------------------------------------------------
+
+std::string moniker(const std::string& friendlyName, const std::string& description = "Virtual card") {
+    return "{" + (friendlyName.empty() ? "" : R"("friendlyName": ")" + friendlyName + R"(", )") + R"("description": ")" + description +
+           R"(", "filter": "capture"})";
+}
+
+// The card a device names among the category's filters: the moniker bound (counted from 1) or
+// the warning given.
+TEST_F(AnalogRuns, DiscoveryFindsTheFilterTheDeviceNamesAmongTheCategorysOrNone) {
+    const std::string card = moniker("TV Card");
+    const struct {
+        std::vector<std::string> monikers;
+        const char* analogName;
+        std::size_t bound; // 0: none, NODEVICE
+    } cases[] = {
+        {{card, card, card}, "TV Card 2", 2}, // identical cards numbered
+        {{card, card, card}, "TV Card 3", 3},
+        {{card, card, card}, "TV Card", 1},
+        {{card, moniker(""), card}, "TV Card 2", 3}, // no name, no number
+        {{moniker("Other", "Other card"), moniker("Anything")}, "Video Capture Device", 2}, // by description
+        {{card}, "Other Card", 0},
+        {{}, "TV Card", 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.analogName + std::string(" among ") + std::to_string(c.monikers.size()));
+        std::string list;
+        for (const auto& m : c.monikers) list += (list.empty() ? "" : ", ") + m;
+        load(R"({"device": {"name": "Card under test"}, "categories": {"VideoInputDevice": [)" + list +
+             R"(]}, "filters": {"capture": {"kind": "analogCapture"}}})");
+        probe_->device = mirt5::DiagDevice("Card under test", "Virtual card", mirt5::DeviceCapability::VideoCapture(),
+                                           {{"AnalogFriendlyName", c.analogName}});
+        EXPECT_EQ(probe_->run([](const mirt5::DiagDevice& d) {
+            const TestResult result = FindCaptureDevice(d, CLSID_VideoInputDeviceCategory);
+            g_captureFilter.reset();
+            return result;
+        }), c.bound ? TestResult::PASS() : TestResult::NODEVICE());
+        // How many monikers were opened before the one that was bound.
+        std::size_t storage = 0, boundAfter = 0;
+        for (const auto& call : tvsim::Simulation::current().journal().calls()) {
+            if (call.method == "BindToStorage") ++storage;
+            if (call.method == "BindToObject" && !boundAfter) boundAfter = storage;
+        }
+        if (c.bound) EXPECT_EQ(boundAfter, c.bound);
+        else EXPECT_THAT(probe_->eventKeys(), ElementsAre("warning:WarningDeviceNotFound"));
+        EXPECT_EQ(system_->liveObjects(), "");
+    }
+}
+
+// Runs `body` after the graph and the window are set up on the built-in card, then tears both down.
+TestResult withWindow(testing::Probe& probe, const std::function<void()>& body, const char* className = "VideoWindowTest") {
+    return probe.run([&](const mirt5::DiagDevice&) {
+        TestResult result = setupCaptureGraph();
+        if (result == TestResult::PASS()) result = setupWindow(className, "Virtual picture");
+        if (result == TestResult::PASS()) body();
+        closeInterfaces();
+        if (g_hwndVideo) DestroyWindow(std::exchange(g_hwndVideo, nullptr));
+        return result;
+    });
+}
+
+// The window sized to the picture with the designed extra border line; size messages before the
+// renderer is attached reach only the default procedure; graph events are announced and drained;
+// minimising stops the graph and restoring runs it once.
+TEST_F(AnalogRuns, TheVideoWindowFollowsThePictureAndDrivesTheGraph) {
+    load("");
+    const auto callsOf = [](const char* method) { return journalArguments("*", method).size(); };
+    EXPECT_EQ(withWindow(*probe_, [&] {
+                  resizeWindowToFitClient(720, 480);
+                  RECT client{};
+                  GetClientRect(g_hwndVideo, &client);
+                  EXPECT_EQ(client.right, 720);
+                  EXPECT_EQ(client.bottom, 480 + GetSystemMetrics(SM_CYBORDER));
+                  tunekit::ComPtr<IVideoWindow> attached = std::exchange(g_videoWindow, {});
+                  const auto positions = callsOf("SetWindowPosition");
+                  SendMessageW(g_hwndVideo, WM_SIZE, SIZE_RESTORED, MAKELPARAM(320, 240));
+                  EXPECT_EQ(callsOf("SetWindowPosition"), positions);
+                  g_videoWindow = attached;
+                  tunekit::ComPtr<IMediaEventSink> sink;
+                  ASSERT_EQ(g_graphManager.as(sink), S_OK);
+                  sink->Notify(EC_USERABORT, 0, 0);
+                  MSG message;
+                  while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
+                  EXPECT_EQ(callsOf("GetEvent"), 2u); // one event, then the empty queue
+                  EXPECT_EQ(callsOf("FreeEventParams"), 1u);
+                  ShowWindow(g_hwndVideo, SW_SHOW);
+                  const auto runs = callsOf("Run");
+                  ShowWindow(g_hwndVideo, SW_MINIMIZE);
+                  EXPECT_EQ(g_playState, State_Stopped);
+                  ShowWindow(g_hwndVideo, SW_RESTORE);
+                  EXPECT_EQ(g_playState, State_Running);
+                  SetWindowPos(g_hwndVideo, nullptr, 10, 10, 0, 0, SWP_NOSIZE | SWP_NOZORDER);
+                  EXPECT_EQ(callsOf("Run"), runs + 1);
+              }),
+              TestResult::PASS());
+}
+
+// A class whose windows refuse to be created: CreateWindowEx fails after the class "exists".
+LRESULT CALLBACK refuseCreation(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    return message == WM_NCCREATE ? FALSE : DefWindowProcW(window, message, wParam, lParam);
+}
+
+// An empty class name is refused by RegisterClass with an error other than "already exists".
+TEST_F(AnalogRuns, AVideoWindowThatCannotBeCreatedOrRegisteredIsASetupProblem) {
+    WNDCLASSW refusing{};
+    refusing.lpfnWndProc = refuseCreation;
+    refusing.lpszClassName = L"RefusingVideoWindow";
+    refusing.hInstance = reinterpret_cast<HINSTANCE>(GetWindowLongPtrW(GetConsoleWindow(), GWLP_HINSTANCE));
+    ASSERT_NE(RegisterClassW(&refusing), 0);
+    for (const auto& [className, error] : {std::pair{"RefusingVideoWindow", "CreateWindow failed."}, std::pair{"", "RegisterClass failed."}}) {
+        load("");
+        EXPECT_EQ(withWindow(*probe_, [] {}, className), TestResult::INTERNALERROR());
+        ASSERT_THAT(probe_->eventKeys(), ElementsAre(::testing::StartsWith("warning:")));
+        EXPECT_EQ(event(0).variables.at("error"), error);
+    }
 }
 
 } // namespace
