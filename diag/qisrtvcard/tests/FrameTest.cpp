@@ -294,34 +294,19 @@ TEST(TracingConvention, ScopesAreLoggedOnlyBelowInfoPriority) {
 
 // ---- the entry -------------------------------------------------------------------------------
 
-mirt5::TestResult throwingProbe(const mirt5::DiagDevice&) { throw qis::Exception("injected failure"); }
-
-class ModuleEntry : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() {
-        testing::initialiseCatalogue();
-        mirt5::DiagModule::createTest("ThrowingProbe", mirt5::DeviceCapability(), throwingProbe);
-    }
-    void SetUp() override { previous_ = qis::cerr.setTarget(&errors_); }
-    void TearDown() override { qis::cerr.setTarget(previous_); }
-
-    int run(std::vector<std::string> args) {
-        args.insert(args.begin(), "qisrtvcard");
-        std::vector<char*> argv;
-        for (auto& a : args) argv.push_back(a.data());
-        argv.push_back(nullptr);
-        return moduleMain(static_cast<int>(args.size()), argv.data());
-    }
-
-    std::ostringstream errors_;
-    std::ostream* previous_ = nullptr;
-};
-
-TEST_F(ModuleEntry, FoundationExceptionEscapingTheFrameworkEndsAbnormallyWithOneLine) {
-    const auto device = testing::writeTempFile("probe-device.json", R"({"name": "Probe"})");
-    const int code = run({"--test", "ThrowingProbe", "--device", device.string()});
+TEST(ModuleEntry, FoundationExceptionEscapingTheFrameworkEndsAbnormallyWithOneLine) {
+    testing::initialiseCatalogue();
+    mirt5::DiagModule::createTest("ThrowingProbe", mirt5::DeviceCapability(),
+                                  [](const mirt5::DiagDevice&) -> mirt5::TestResult { throw qis::Exception("injected failure"); });
+    std::string device = testing::writeTempFile("probe-device.json", R"({"name": "Probe"})").string();
+    char program[] = "qisrtvcard", test[] = "--test", name[] = "ThrowingProbe", deviceOption[] = "--device";
+    char* argv[] = {program, test, name, deviceOption, device.data(), nullptr};
+    std::ostringstream errors;
+    std::ostream* previous = qis::cerr.setTarget(&errors);
+    const int code = moduleMain(5, argv);
+    qis::cerr.setTarget(previous);
     EXPECT_EQ(code, mirt5::TestResult::EXITEDABNORMALLY().value());
-    EXPECT_EQ(errors_.str(), "exception caught: injected failure\n");
+    EXPECT_EQ(errors.str(), "exception caught: injected failure\n");
 }
 
 // The five entries that need a capture device refuse any other under the one text hosts match on,

@@ -108,12 +108,7 @@ std::string SimulatedSystem::liveObjects() const {
 }
 
 void addFault(const char* object, const char* method, unsigned call, std::uint32_t result) {
-    tvsim::FaultRule rule;
-    rule.object = object;
-    rule.method = method;
-    rule.call = call;
-    rule.result = static_cast<std::int32_t>(result);
-    tvsim::Simulation::current().faults().add(rule);
+    tvsim::Simulation::current().faults().add({object, method, static_cast<std::int32_t>(result), call});
 }
 
 std::vector<std::string> journalArguments(const char* object, const char* method) {

@@ -178,13 +178,6 @@ protected:
     // The "channel" variable of each progress line, in order.
     std::vector<std::string> progress() const;
     const mirt5::RecordedEvent& event(std::size_t i) const { return probe_->reporter.events.at(i); }
-    // An analog test keeps its tuner handle when it returns, and the capture filter's too where it
-    // never hands it to the graph or fails early: the card's capture filter, which is its tuner,
-    // stays with one reference per kept handle, and nothing else does.
-    void expectOnlyTheCardKept(const std::string& filter, int references) {
-        EXPECT_EQ(system_->liveObjects(), references ? filter + " (" + std::to_string(references) + ")\n" : "");
-    }
-
     std::unique_ptr<SimulatedSystem> system_;
     std::unique_ptr<Probe> probe_;
     double virtualSeconds_ = 0, wallSeconds_ = 0;
