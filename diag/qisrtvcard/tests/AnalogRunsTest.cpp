@@ -13,6 +13,7 @@
 #include "ModuleTestSupport.h"
 #include "analog/AnalogPlumbing.h"
 #include "analog/GraphHandles.h"
+#include "frame/Catalogue.h"
 #include "frame/TestEntries.h"
 #include "qis/Locale.h"
 #include "tvsim/Simulation.h"
@@ -153,6 +154,15 @@ TEST_F(AnalogRuns, TVScans) {
          .result = noSignal, .events = noSignalEvent, .more = [] { EXPECT_THAT(journalArguments("*", "SignalPresent"), IsEmpty()); }},
         {.what = "a stop request during the scan aborts", .parameters = {{"TVStartChannel", "2"}, {"TVEndChannel", "9"}},
          .result = TestResult::USERABORTED(), .channels = {{"2", "3", "4"}}, .prompts = 0, .before = [&] { stopAt("4"); }, .more = kept()},
+        {.what = "cable prompt: unanswered, it times out after MsgBoxTimeout seconds and the scan retries", .parameters = range,
+         .result = noSignal, .events = noSignalEvent, .percents = {{0, 66, 100, -1, 66, 100, 100}}, .prompts = 1, .more = [&] {
+             const mirt5::Prompt& prompt = probe_->reporter.prompts[0];
+             EXPECT_EQ(prompt.type, 10);
+             EXPECT_EQ(prompt.timeoutMs, 30000u);
+             EXPECT_EQ(prompt.title, CheckCableConnectedTitle->localizedString());
+             EXPECT_EQ(prompt.text, CheckCableConnectedMessage->localizedString());
+             EXPECT_GE(virtualSeconds_, 30.0);
+         }},
         {.what = "cable prompt: cancel (150) aborts", .parameters = range, .answers = {"150"}, .result = TestResult::USERABORTED()},
         {.what = "cable prompt: skip (220) gives up", .parameters = range, .answers = {"220"}, .result = noSignal, .events = noSignalEvent},
         {.what = "cable prompt: a time-out retries, and the second pass finds nothing", .parameters = range, .answers = {"timeout"},

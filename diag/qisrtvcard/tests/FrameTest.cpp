@@ -1,6 +1,5 @@
 // The module's frame as the user and a host see it: the country dialog (the countries with their
-// codes, the template and the answers), the cable prompt, the Media Center guard, tracing and the
-// entry.
+// codes, the template and the answers), the Media Center guard, tracing and the entry.
 #include <windows.h>
 
 #include <gmock/gmock.h>
@@ -19,7 +18,6 @@
 #include "frame/Entry.h"
 #include "frame/GraphServices.h"
 #include "frame/MediaCenter.h"
-#include "frame/RetryPrompt.h"
 #include "frame/TestEntries.h"
 #include "qis/ErrorStream.h"
 #include "qis/Exception.h"
@@ -199,27 +197,6 @@ TEST_F(CountryDialogShown, AStopRequestClosesItWithinHalfASecondAndGivesZero) {
     EXPECT_EQ(code, 0);
     EXPECT_LT(closedAfter, 1200ms) << "the dialog looks every 500 ms";
     EXPECT_THAT(probe.logLines("qisrtvcard"), Contains(MatchesRegex("\\d+ Stopping for user cancel in country dialog")));
-}
-
-// ---- the cable-check prompt --------------------------------------------------------------
-
-TEST(CablePrompt, UnansweredPromptTimesOutAfterMsgBoxTimeoutSecondsAndRetries) {
-    qis::VirtualClock clock;
-    qis::ScopedClock useIt(clock);
-    testing::Probe probe; // CheckTVCable true, MsgBoxTimeout 30
-    int answer = -1;
-    probe.run([&](const mirt5::DiagDevice&) {
-        answer = RetryDigitalTestDlg();
-        return mirt5::TestResult::PASS();
-    });
-    EXPECT_EQ(answer, RetryAnswerRetry);
-    EXPECT_GE(clock.elapsed(), std::chrono::seconds(30));
-    ASSERT_EQ(probe.reporter.prompts.size(), 1u);
-    const auto& prompt = probe.reporter.prompts.back();
-    EXPECT_EQ(prompt.type, 10);
-    EXPECT_EQ(prompt.timeoutMs, 30000u);
-    EXPECT_EQ(prompt.title, CheckCableConnectedTitle->localizedString());
-    EXPECT_EQ(prompt.text, CheckCableConnectedMessage->localizedString());
 }
 
 // ---- Media Center guard --------------------------------------------------------------------
