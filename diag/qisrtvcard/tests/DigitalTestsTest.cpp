@@ -282,7 +282,8 @@ TEST_F(WholeRuns, DvbtSticks) {
     expectRuns({
         {.what = "a card without an ATSC path goes on to DVB-T and tunes the country's plan until a good stream, without progress texts",
          .scenario = "dvbt", .answers = {"49"}, .channels = std::vector<std::string>{},
-         .logged = {{"libTunekit", "ATSCTestWrapper()--! NetworkProviderFilter"}, {"libTunekit", "Set DVB-T Channel Range: 1-23"}, {"libTunekit", HasSubstr("Got Data bufferSize: ")}, {"libTunekit", "Connecting pins failed."}},
+         .logged = {{"libTunekit", "ATSCTestWrapper()--! NetworkProviderFilter"}, {"libTunekit", "Set DVB-T Channel Range: 1-23"},
+                    {"libTunekit", HasSubstr("Got Data bufferSize: ")}, {"libTunekit", "Connecting pins failed."}},
          .prompts = 1, .more = [&] {
              EXPECT_THAT(clearQamLog(), IsEmpty());
              EXPECT_THAT(journalArguments("DVBTNetworkProvider", "put_CountryCode"), ElementsAre("49"));
@@ -446,7 +447,8 @@ TEST_F(Faults, DvbtStick) {
 TEST_F(DigitalTests, TheOpenCableWarningIsARealBoxWhoseButtonsDecide) {
     for (const int button : {IDCANCEL, IDOK}) {
         load("ocur");
-        testing::UserAtScreen user(L"Digital TV Signal Test", [button](HWND box) { PostMessageW(box, WM_COMMAND, MAKEWPARAM(button, BN_CLICKED), 0); });
+        const testing::UserAtScreen user(L"Digital TV Signal Test",
+                                         [button](HWND box) { PostMessageW(box, WM_COMMAND, MAKEWPARAM(button, BN_CLICKED), 0); });
         EXPECT_EQ(run(DigitalTVSignalTest, {{"DigitalStartChannel", "12"}, {"DigitalEndChannel", "12"}}),
                   button == IDOK ? TestResult::PASS() : TestResult::USERABORTED());
     }
