@@ -109,6 +109,8 @@ std::vector<std::string> programs(int first, int last, int lastProgram) {
 
 using WholeRuns = DigitalTests;
 const Parameters kNoCable = {{"CheckTVCable", "false"}};
+const TestResult kNoSignal = TestResult::NOSIGNAL();
+const std::vector<std::string> kNoSignalDetected = {"warning:ErrorNoSignalDetected"}, kNoSignalWithTip = {"warning:ErrorNoSignalWithTip"};
 
 TEST_F(WholeRuns, AtscCards) {
     const Parameters range30 = {{"DigitalStartChannel", "30"}, {"DigitalEndChannel", "31"}};
@@ -126,8 +128,8 @@ TEST_F(WholeRuns, AtscCards) {
                                                 {{"DigitalFriendlyName", "Virtual ATSC BDA Tuner"}});
          }},
         {.what = "an ATSC scan without signal is final and DVB-T is not tried",
-         .parameters = {{"DigitalStartChannel", "8"}, {"DigitalEndChannel", "9"}, {"CheckTVCable", "false"}},
-         .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalDetected"}, .more = [&] {
+         .parameters = {{"DigitalStartChannel", "8"}, {"DigitalEndChannel", "9"}, {"CheckTVCable", "false"}}, .result = kNoSignal,
+         .events = kNoSignalDetected, .more = [&] {
              EXPECT_EQ(tvsim::Simulation::current().journal().count("DVBTNetworkProvider", "CoCreateInstance"), 0u);
              EXPECT_GE(virtualSeconds_, 2.0 * 2.5 + 2.0);
          }},
@@ -143,19 +145,17 @@ TEST_F(WholeRuns, AtscCards) {
          .parameters = {{"DigitalStartChannel", "2"}, {"DigitalEndChannel", "9"}}, .result = TestResult::USERABORTED(),
          .channels = {{"2", "3", "4"}}, .before = [&] { stopAt("4"); }},
         {.what = "one channel without signal and no cable check warns with the range",
-         .parameters = {{"DigitalStartChannel", "30"}, {"DigitalEndChannel", "30"}, {"CheckTVCable", "false"}},
-         .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalDetected"},
-         .variables = {{"startchannel", "30"}, {"endchannel", "30"}}, .percents = {{0, 100}}, .prompts = 0},
+         .parameters = {{"DigitalStartChannel", "30"}, {"DigitalEndChannel", "30"}, {"CheckTVCable", "false"}}, .result = kNoSignal,
+         .events = kNoSignalDetected, .variables = {{"startchannel", "30"}, {"endchannel", "30"}}, .percents = {{0, 100}}, .prompts = 0},
         // The cable prompt is offered once and decides.
-        {.what = "cable prompt: retry, with no third pass", .parameters = range30, .answers = {"retry", "retry"},
-         .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalDetected"}, .channels = {{"30", "31", "30", "31"}},
-         .percents = {{0, 50, -1, 0, 50, 100}}, .prompts = 1},
+        {.what = "cable prompt: retry, with no third pass", .parameters = range30, .answers = {"retry", "retry"}, .result = kNoSignal,
+         .events = kNoSignalDetected, .channels = {{"30", "31", "30", "31"}}, .percents = {{0, 50, -1, 0, 50, 100}}, .prompts = 1},
         {.what = "cable prompt: cancel", .parameters = range30, .answers = {"cancel"}, .result = TestResult::USERABORTED()},
-        {.what = "cable prompt: skip", .parameters = range30, .answers = {"skip"}, .result = TestResult::NOSIGNAL(),
-         .events = {"warning:ErrorNoSignalDetected"}, .channels = {{"30", "31"}}},
+        {.what = "cable prompt: skip", .parameters = range30, .answers = {"skip"}, .result = kNoSignal, .events = kNoSignalDetected,
+         .channels = {{"30", "31"}}},
         {.what = "a range ending at the top of its type ends",
          .parameters = {{"DigitalStartChannel", "2147483646"}, {"DigitalEndChannel", "2147483647"}, {"CheckTVCable", "false"}},
-         .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalDetected"}, .channels = {{"2147483646", "2147483647"}}},
+         .result = kNoSignal, .events = kNoSignalDetected, .channels = {{"2147483646", "2147483647"}}},
         {.what = "without an ATSC tuning space the scan cannot run",
          .scenario = atscCardReceiving(R"({"atsc": {"antenna": [{"physicalChannel": 7}]}})",
                                        R"(, "tuningSpaces": [{"uniqueName": "ATSCCable", "kind": "ATSC", "inputType": "cable"}])"),
@@ -227,11 +227,10 @@ TEST_F(WholeRuns, OpenCableReceiver) {
          }},
         {.what = "a range ending at the top of its type ends",
          .parameters = {{"DigitalStartChannel", "4294967294"}, {"DigitalEndChannel", "4294967295"}, {"CheckTVCable", "false"}},
-         .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalWithTip"}, .channels = {{"4294967294", "4294967295"}}},
+         .result = kNoSignal, .events = kNoSignalWithTip, .channels = {{"4294967294", "4294967295"}}},
         {.what = "percents count from the channel number and pass one hundred",
-         .parameters = {{"DigitalStartChannel", "2"}, {"DigitalEndChannel", "4"}, {"CheckTVCable", "false"}},
-         .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalWithTip"},
-         .variables = {{"startchannel", "2"}, {"endchannel", "4"}}, .percents = {{100, 150, 200, 100}},
+         .parameters = {{"DigitalStartChannel", "2"}, {"DigitalEndChannel", "4"}, {"CheckTVCable", "false"}}, .result = kNoSignal,
+         .events = kNoSignalWithTip, .variables = {{"startchannel", "2"}, {"endchannel", "4"}}, .percents = {{100, 150, 200, 100}},
          .logged = {{"qisrtvcard", HasSubstr("Done due to no prompt and retry setting set or max attempts complete")}}},
         {.what = "without the tuner's name the card's path alone finds it",
          .parameters = {{"DigitalStartChannel", "12"}, {"DigitalEndChannel", "12"}},
@@ -245,19 +244,18 @@ TEST_F(WholeRuns, OpenCableReceiver) {
          .more = [&] { EXPECT_THAT(journalArguments("*", "get_SignalPresent"), IsEmpty()) << "the statistics are not asked"; }},
         {.what = "minor-channel technique: a channel not received",
          .parameters = {{"DigitalStartChannel", "20"}, {"DigitalEndChannel", "20"}, {"UseMinorChannelTechnique", "true"}, {"CheckTVCable", "false"}},
-         .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalWithTip"}},
+         .result = kNoSignal, .events = kNoSignalWithTip},
         // The warning and one cable prompt.
         {.what = "a reversed range tunes nothing and a retry finds nothing again",
-         .parameters = {{"DigitalStartChannel", "9"}, {"DigitalEndChannel", "3"}}, .answers = {"ok", "retry"},
-         .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalWithTip"}, .prompts = 2,
-         .more = [&] { EXPECT_EQ(requests(), 0u); }},
+         .parameters = {{"DigitalStartChannel", "9"}, {"DigitalEndChannel", "3"}}, .answers = {"ok", "retry"}, .result = kNoSignal,
+         .events = kNoSignalWithTip, .prompts = 2, .more = [&] { EXPECT_EQ(requests(), 0u); }},
         {.what = "cable prompt: cancel", .parameters = one, .answers = {"ok", "cancel"}, .result = TestResult::USERABORTED(),
          .logged = {{"qisrtvcard", HasSubstr("Done due to user cancel on prompt")}}},
         {.what = "cable prompt: skip; a one-channel range counts as done", .parameters = one, .answers = {"ok", "skip"},
-         .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalWithTip"}, .percents = {{100, 100}},
+         .result = kNoSignal, .events = kNoSignalWithTip, .percents = {{100, 100}},
          .logged = {{"qisrtvcard", HasSubstr("Done due to prompting disabled")}}},
-        {.what = "cable prompt: retry, two passes of antenna and cable", .parameters = one, .answers = {"ok", "retry"},
-         .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalWithTip"}, .more = [&] { EXPECT_EQ(requests(), 4u); }},
+        {.what = "cable prompt: retry, two passes of antenna and cable", .parameters = one, .answers = {"ok", "retry"}, .result = kNoSignal,
+         .events = kNoSignalWithTip, .more = [&] { EXPECT_EQ(requests(), 4u); }},
     }, {.scenario = "ocur", .entry = DigitalTVSignalTest, .answers = {"ok"}});
 }
 
@@ -282,8 +280,7 @@ TEST_F(WholeRuns, DvbtSticks) {
     expectRuns({
         {.what = "a card without an ATSC path goes on to DVB-T and tunes the country's plan until a good stream, without progress texts",
          .scenario = "dvbt", .answers = {"49"}, .channels = std::vector<std::string>{},
-         .logged = {{"libTunekit", "ATSCTestWrapper()--! NetworkProviderFilter"}, {"libTunekit", "Set DVB-T Channel Range: 1-23"},
-                    {"libTunekit", HasSubstr("Got Data bufferSize: ")}, {"libTunekit", "Connecting pins failed."}},
+         .logged = {{"libTunekit", "ATSCTestWrapper()--! NetworkProviderFilter"}, {"libTunekit", "Set DVB-T Channel Range: 1-23"}, {"libTunekit", HasSubstr("Got Data bufferSize: ")}, {"libTunekit", "Connecting pins failed."}},
          .prompts = 1, .more = [&] {
              EXPECT_THAT(clearQamLog(), IsEmpty());
              EXPECT_THAT(journalArguments("DVBTNetworkProvider", "put_CountryCode"), ElementsAre("49"));
@@ -307,26 +304,23 @@ TEST_F(WholeRuns, DvbtSticks) {
          .events = {"error:ErrorCreatingFilterGraph"},
          .more = [] { EXPECT_THAT(journalArguments("DVBTNetworkProvider", "put_CountryCode"), ElementsAre("1")); }},
         // An unknown country gets the default row: one record per frequency.
-        {.what = "a one-record plan tunes nothing", .scenario = dvbtStickReceiving("", R"({"7": [474000]})"),
-         .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalDetected"},
-         .variables = {{"startchannel", "1"}, {"endchannel", "0"}}, .more = [&] { EXPECT_EQ(requests(), 0u); }},
-        {.what = "a two-record plan tunes its second record only", .scenario = dvbtStickReceiving("", twoRecords),
-         .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalDetected"}, .percents = {{100, 100}},
-         .logged = {{"libTunekit", "No Signal Present"}}, .more = [&] {
+        {.what = "a one-record plan tunes nothing", .scenario = dvbtStickReceiving("", R"({"7": [474000]})"), .result = kNoSignal,
+         .events = kNoSignalDetected, .variables = {{"startchannel", "1"}, {"endchannel", "0"}}, .more = [&] { EXPECT_EQ(requests(), 0u); }},
+        {.what = "a two-record plan tunes its second record only", .scenario = dvbtStickReceiving("", twoRecords), .result = kNoSignal,
+         .events = kNoSignalDetected, .percents = {{100, 100}}, .logged = {{"libTunekit", "No Signal Present"}}, .more = [&] {
              ASSERT_EQ(requests(), 1u);
              EXPECT_THAT(journalArguments("*", "put_TuneRequest")[0], HasSubstr("frequency=482000"));
          }},
         {.what = "an empty plan wraps round and fails", .scenario = dvbtStickReceiving("", R"({"7": []})"), .result = TestResult::FAIL(),
          .events = {"error:ErrorCreatingFilterGraph"}, .logged = {{"libTunekit", "Set DVB-T Channel Range: 1-4294967295"}}},
         {.what = "an unreadable stream (-1) does not ask the tuner", .scenario = dvbtStickReceiving(weakStream, twoRecords),
-         .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalDetected"},
-         .logged = {{"libTunekit", "We were not receiving any stream data"}},
+         .result = kNoSignal, .events = kNoSignalDetected, .logged = {{"libTunekit", "We were not receiving any stream data"}},
          .more = [&] { EXPECT_EQ(tvsim::Simulation::current().journal().count("Tuner", "get_SignalPresent"), 0u); }},
         {.what = "without a grabber the tuner's statistics decide", .scenario = dvbtStickReceiving(weakStream, twoRecords),
          .logged = {{"libTunekit", "Sample Grabber creation failed"}},
          .before = [] { testing::addFault("SampleGrabber", "CoCreateInstance"); }},
         {.what = "an OpenCable name gets the tip", .scenario = dvbtStickReceiving("", twoRecords, "ATI TV Wonder OpenCable Receiver DVB-T"),
-         .entry = RunDVBTest, .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalWithTip"}},
+         .entry = RunDVBTest, .result = kNoSignal, .events = kNoSignalWithTip},
         {.what = "topology statistics: quality 51 with lock and presence is a signal",
          .scenario = statisticsCard("topology", R"({"locked": true, "present": true, "quality": 51})"), .before = noGrabber, .more = [&] {
              const auto lines = probe_->logLines("libTunekit");
@@ -335,15 +329,15 @@ TEST_F(WholeRuns, DvbtSticks) {
              EXPECT_EQ(std::vector<std::string>(at, at + static_cast<std::ptrdiff_t>(topologyLines.size())), topologyLines);
          }},
         {.what = "topology statistics: quality 50 is not",
-         .scenario = statisticsCard("topology", R"({"locked": true, "present": true, "quality": 50})"), .result = TestResult::NOSIGNAL(),
-         .events = {"warning:ErrorNoSignalDetected"}, .before = noGrabber},
+         .scenario = statisticsCard("topology", R"({"locked": true, "present": true, "quality": 50})"), .result = kNoSignal,
+         .events = kNoSignalDetected, .before = noGrabber},
         {.what = "topology statistics: lock without presence is not",
-         .scenario = statisticsCard("topology", R"({"locked": true, "present": false, "quality": 90})"), .result = TestResult::NOSIGNAL(),
-         .events = {"warning:ErrorNoSignalDetected"}, .before = noGrabber},
+         .scenario = statisticsCard("topology", R"({"locked": true, "present": false, "quality": 90})"), .result = kNoSignal,
+         .events = kNoSignalDetected, .before = noGrabber},
         {.what = "filter statistics: presence alone is a signal",
          .scenario = statisticsCard("filter", R"({"locked": false, "present": true, "quality": 10})"), .before = noGrabber},
-        {.what = "filter statistics: nothing received is no signal", .scenario = dvbtStickReceiving("", twoRecords),
-         .result = TestResult::NOSIGNAL(), .events = {"warning:ErrorNoSignalDetected"}, .before = noGrabber},
+        {.what = "filter statistics: nothing received is no signal", .scenario = dvbtStickReceiving("", twoRecords), .result = kNoSignal,
+         .events = kNoSignalDetected, .before = noGrabber},
     }, {.entry = DigitalTVSignalTest, .parameters = kNoCable, .answers = {"7"}});
 }
 
