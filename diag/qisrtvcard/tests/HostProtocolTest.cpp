@@ -39,8 +39,9 @@ std::string device(const std::string& name, const std::string& capabilities, con
 const char* kAllCapabilities =
     R"("VideoCapture", "VideoCaptureBaseFilter", "AnalogTVTuner", "DigitalTVTuner", "AnalogFMRadioTuner")";
 
-std::vector<std::string> offeredTests(const std::string& deviceArgument) {
-    const Outcome listing = runModule("--list --json --device " + deviceArgument);
+// The names of the tests --list offers for the device these arguments give.
+std::vector<std::string> offeredTests(const std::string& arguments) {
+    const Outcome listing = runModule("--list --json " + arguments);
     EXPECT_EQ(listing.code, 0u) << listing.err;
     const json catalogue = json::parse(listing.out);
     std::vector<std::string> names;
@@ -124,42 +125,42 @@ TEST(Catalogue, TestsOfferedDependOnVendorRulesQamPropertyAndCapabilities) {
         {"captureOnly", R"("VideoCapture", "VideoCaptureBaseFilter")", "", {"CaptureToScreenTest", "CaptureToFileTest"}},
         {"digital", R"("VideoCapture", "DigitalTVTuner")", R"("EnableQAM": "yes")", {"DigitalTVSignalTest", "ClearQAMTest"}},
     };
-    for (const auto& card : cards) EXPECT_EQ(offeredTests(device(card.name, card.capabilities, card.properties)), card.offered) << card.name;
-}
-
-TEST(Catalogue, TextsFollowTheLocaleAndFallBackToEnglish) {
-    const json german = json::parse(runModule("--list --json --locale de-AT").out);
-    EXPECT_EQ(german["localizedStrings"][2]["text"], "Kanal {channel} wird getestet");
-    EXPECT_EQ(german["localizedStrings"][3]["text"], "Video Capture Device"); // not translated: English
-    const json unknown = json::parse(runModule("--list --json --locale xx-YY").out);
-    EXPECT_EQ(unknown["localizedStrings"][2]["text"], "Testing channel {channel}");
-}
-
-TEST(Entry, VersionAndHelpSucceed) {
-    const Outcome version = runModule("--version");
-    EXPECT_EQ(version.code, 0u);
-    EXPECT_EQ(version.out, "qisrtvcard 5.0 build 000000001\n");
-    EXPECT_EQ(version.err, "");
-    const Outcome help = runModule("--help");
-    EXPECT_EQ(help.code, 0u);
-    EXPECT_THAT(help.out, HasSubstr("--test"));
-    EXPECT_THAT(help.out, HasSubstr("64"));
-    for (const char* example : {"qisrtvcard --list --device", "qisrtvcard --test", "qisrtvcard --sim", "qisrtvcard --devices"})
-        EXPECT_THAT(help.out, HasSubstr(example));
+    for (const auto& card : cards)
+        EXPECT_EQ(offeredTests("--device " + device(card.name, card.capabilities, card.properties)), card.offered) << card.name;
+    EXPECT_EQ(offeredTests("--sim"), all) << "the built-in card";
 }
 
 const char* kFmParameters =
     " --param StopOnSignal=true --param ChecksPerChannel=3 --param FMRadioStartChannel=88.0 --param FMRadioEndChannel=108.0";
 
-TEST(VirtualCard, ListsTheTestsOfferedForTheBuiltInCardAndTheFmTestFindsAStationOnIt) {
-    const Outcome listing = runModule("--sim --list --json");
-    ASSERT_EQ(listing.code, 0u) << listing.err;
-    const json catalogue = json::parse(listing.out);
-    EXPECT_EQ(catalogue["device"], "Virtual Hybrid TV Card");
-    EXPECT_EQ(catalogue["tests"].size(), 6u);
-    const Outcome run = runModule("--sim --test FMRadioTest" + std::string(kFmParameters));
-    EXPECT_EQ(run.code, 0u) << run.out << run.err;
-    EXPECT_THAT(run.out, HasSubstr("result PASS 0"));
+// Command lines that work: their exit codes and what stdout says. Texts follow the locale and fall
+// back to English; a variable the module did not set shows as nothing in an event's text, not as
+// its placeholder.
+TEST(Entry, WorkingCommandLinesAndWhatTheyPrint) {
+    const std::string absent = device("absent", R"("VideoCapture", "VideoCaptureBaseFilter")", R"("AnalogFriendlyName": "No Such Card")");
+    const struct {
+        std::string arguments;
+        DWORD code;
+        std::vector<std::string> says;
+    } runs[] = {
+        {"--help", 0, {"--test", "64", "qisrtvcard --list --device", "qisrtvcard --test", "qisrtvcard --sim", "qisrtvcard --devices"}},
+        {"--list --json --locale de-AT", 0,
+         {R"({"key":"TestingChannel","text":"Kanal {channel} wird getestet"})", R"({"key":"DefaultName","text":"Video Capture Device"})"}},
+        {"--list --json --locale xx-YY", 0, {R"({"key":"TestingChannel","text":"Testing channel {channel}"})"}},
+        {"--sim --list --json", 0, {R"("device":"Virtual Hybrid TV Card")"}},
+        {"--sim --test FMRadioTest" + std::string(kFmParameters), 0, {"result PASS 0"}},
+        {"--sim --test CaptureToScreenTest --device " + absent, 3,
+         {"warning WarningDeviceNotFound: The capture device was not found.  (qisrtvcard:"}},
+    };
+    for (const auto& run : runs) {
+        const Outcome outcome = runModule(run.arguments);
+        EXPECT_EQ(outcome.code, run.code) << run.arguments << "\n" << outcome.out << outcome.err;
+        for (const std::string& text : run.says) EXPECT_THAT(outcome.out, HasSubstr(text)) << run.arguments;
+    }
+    const Outcome version = runModule("--version");
+    EXPECT_EQ(version.code, 0u);
+    EXPECT_EQ(version.out, "qisrtvcard 5.0 build 000000001\n");
+    EXPECT_EQ(version.err, "");
 }
 
 // A run reports JSON lines from "start" to "result", the result carrying the exit code.
@@ -224,7 +225,7 @@ TEST_P(DerivedDeviceFile, OffersTheCardsTestsAndItsTestPasses) {
     EXPECT_EQ(written["properties"].value("DeviceLocator", ""), row.locator) << written.dump();
     EXPECT_FALSE(written["properties"].contains("EnableQAM")) << "the host decides on Clear QAM";
 
-    EXPECT_EQ(offeredTests(quoted(file)), row.offered);
+    EXPECT_EQ(offeredTests("--device " + quoted(file)), row.offered);
     const Outcome run = runModule(std::string("--json --sim ") + row.card + " --device " + quoted(file) + " --test " +
                                   row.test + row.arguments);
     EXPECT_EQ(run.code, 0u) << run.out << run.err;
@@ -304,14 +305,6 @@ TEST(Discovery, DerivesOneDeviceFilePerCardFromItsFilters) {
                              R"(Screen Grabber: device path "\\?\root#media#0000#{65e8773d-8f56-11d0-a3b9-00a0c9223196}\global" is neither PCI nor USB)",
                              "Video Capture Device: a video capture filter: its properties cannot be read"})
         EXPECT_THAT(listing.err, HasSubstr(note));
-}
-
-// A variable the module did not set shows as nothing in the text, not as its placeholder.
-TEST(Console, AnEventWithoutItsVariableShowsTheTextWithoutIt) {
-    const std::string absent = device("absent", R"("VideoCapture", "VideoCaptureBaseFilter")", R"("AnalogFriendlyName": "No Such Card")");
-    const Outcome run = runModule("--sim --test CaptureToScreenTest --device " + absent);
-    EXPECT_EQ(run.code, 3u) << run.out << run.err;
-    EXPECT_THAT(run.out, HasSubstr("warning WarningDeviceNotFound: The capture device was not found.  (qisrtvcard:"));
 }
 
 struct BadInput {
