@@ -166,18 +166,16 @@ UserAtScreen::~UserAtScreen() {
     thread_.join();
 }
 
-LogLines::LogLines(const char* category) {
+std::vector<std::string> logOf(const std::function<void()>& body, const char* category) {
+    std::vector<std::string> lines;
     qis::LogFactory::setPriority(qis::LogPriority::Debug);
-    const qis::String wanted(category);
-    sink_ = qis::LogFactory::addSink([this, wanted](const qis::LogRecord& record) {
-        if (record.category != wanted) return;
-        lines_.push_back(record.text.utf8());
+    const int sink = qis::LogFactory::addSink([&](const qis::LogRecord& record) {
+        if (record.category == category) lines.push_back(record.text.utf8());
     });
-}
-
-LogLines::~LogLines() {
-    qis::LogFactory::removeSink(sink_);
+    body();
+    qis::LogFactory::removeSink(sink);
     qis::LogFactory::setPriority(qis::LogPriority::Info);
+    return lines;
 }
 
 void ModuleRun::SetUp() {

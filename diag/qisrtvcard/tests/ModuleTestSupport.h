@@ -108,19 +108,8 @@ private:
     std::thread thread_;
 };
 
-// The records of one log category at debug level, while it lives.
-class LogLines {
-public:
-    explicit LogLines(const char* category = "libTunekit");
-    ~LogLines();
-    LogLines(const LogLines&) = delete;
-    LogLines& operator=(const LogLines&) = delete;
-    const std::vector<std::string>& lines() const { return lines_; }
-
-private:
-    int sink_ = 0;
-    std::vector<std::string> lines_;
-};
+// The texts of the records of one log category that `body` logs at debug level.
+std::vector<std::string> logOf(const std::function<void()>& body, const char* category = "libTunekit");
 
 using Entry = mirt5::TestResult (*)(const mirt5::DiagDevice&);
 using Parameters = std::map<std::string, std::string>;
