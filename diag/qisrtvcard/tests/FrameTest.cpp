@@ -2,6 +2,8 @@
 // codes, the template and the answers), the Media Center guard, tracing and the entry.
 #include <windows.h>
 
+#include <process.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -201,46 +203,26 @@ TEST_F(CountryDialogShown, AStopRequestClosesItWithinHalfASecondAndGivesZero) {
 
 // ---- Media Center guard --------------------------------------------------------------------
 
-// Starts a copy of the idle helper under another executable name and ends it on destruction.
-class ProcessUnderName {
-public:
-    explicit ProcessUnderName(const std::wstring& exeName) {
-        wchar_t self[MAX_PATH];
-        GetModuleFileNameW(nullptr, self, MAX_PATH);
-        const auto helper = std::filesystem::path(self).parent_path() / L"idle_process.exe";
-        dir_ = std::filesystem::temp_directory_path() / L"qisrtvcard-mediacenter";
-        std::filesystem::create_directories(dir_);
-        path_ = dir_ / exeName;
-        std::filesystem::copy_file(helper, path_, std::filesystem::copy_options::overwrite_existing);
-        std::wstring commandLine = L"\"" + path_.wstring() + L"\" 60";
-        STARTUPINFOW startup{sizeof(startup)};
-        started_ = CreateProcessW(path_.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                                  &startup, &info_) != FALSE;
-    }
-    ~ProcessUnderName() {
-        if (started_) {
-            TerminateProcess(info_.hProcess, 0);
-            WaitForSingleObject(info_.hProcess, 5000);
-            CloseHandle(info_.hProcess);
-            CloseHandle(info_.hThread);
-        }
-        std::error_code ignored;
-        std::filesystem::remove(path_, ignored);
-    }
-    bool started() const { return started_; }
-
-private:
-    std::filesystem::path dir_, path_;
-    PROCESS_INFORMATION info_{};
-    bool started_ = false;
-};
-
+// Media Center is seen by its process names whatever their case, on the real process list: a
+// copy of the idle helper runs under each name.
 TEST(MediaCenterGuard, SeesMediaCenterProcessesWhateverTheirCase) {
     EXPECT_FALSE(isMediaCenterRunning());
+    wchar_t self[MAX_PATH];
+    GetModuleFileNameW(nullptr, self, MAX_PATH);
+    const auto directory = std::filesystem::temp_directory_path() / L"qisrtvcard-mediacenter";
+    std::filesystem::create_directories(directory);
     for (const auto& [name, mediaCenter] : {std::pair{L"EHSHELL.EXE", true}, std::pair{L"ehrec.exe", true}, std::pair{L"ehshell2.exe", false}}) {
-        const ProcessUnderName process(name);
-        ASSERT_TRUE(process.started());
+        const auto path = directory / name;
+        std::filesystem::copy_file(std::filesystem::path(self).parent_path() / L"idle_process.exe", path,
+                                   std::filesystem::copy_options::overwrite_existing);
+        const auto process = reinterpret_cast<HANDLE>(_wspawnl(_P_NOWAIT, path.c_str(), path.c_str(), L"60", nullptr));
+        ASSERT_NE(process, INVALID_HANDLE_VALUE);
         EXPECT_EQ(isMediaCenterRunning(), mediaCenter) << qis::String(name).utf8();
+        TerminateProcess(process, 0);
+        WaitForSingleObject(process, 5000);
+        CloseHandle(process);
+        std::error_code ignored;
+        std::filesystem::remove(path, ignored);
     }
 }
 
