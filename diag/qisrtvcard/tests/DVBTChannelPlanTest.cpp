@@ -51,28 +51,41 @@ protected:
     DVBTChannelPlan plan;
 };
 
-TEST_F(DVBTChannelPlanTest, GermanyTriesEverySetOnEveryFrequencyBeforeTheNextSet) {
-    const std::vector<DVBTChannel> expected = {
-        ch(kVhf, QAM16, MODE_8K, GI_1_8, CR_2_3, 7),  ch(kUhf, QAM16, MODE_8K, GI_1_8, CR_2_3, 8),
-        ch(kVhf, QAM16, MODE_8K, GI_1_4, CR_3_4, 7),  ch(kUhf, QAM16, MODE_8K, GI_1_4, CR_3_4, 8),
-        ch(kVhf, QAM64, MODE_8K, GI_1_16, CR_2_3, 7), ch(kUhf, QAM64, MODE_8K, GI_1_16, CR_2_3, 8),
-        ch(kVhf, QAM64, MODE_8K, GI_1_4, CR_2_3, 7),  ch(kUhf, QAM64, MODE_8K, GI_1_4, CR_2_3, 8),
-    };
-    EXPECT_EQ(build(49, {kVhf, kUhf}), expected);
-    EXPECT_EQ(plan.countryCode(), 49u);
+// Germany's plan on a VHF and a UHF frequency: every set on every frequency before the next set.
+std::vector<DVBTChannel> germany(std::uint32_t vhf, std::uint32_t uhf) {
+    return {ch(vhf, QAM16, MODE_8K, GI_1_8, CR_2_3, 7),  ch(uhf, QAM16, MODE_8K, GI_1_8, CR_2_3, 8),
+            ch(vhf, QAM16, MODE_8K, GI_1_4, CR_3_4, 7),  ch(uhf, QAM16, MODE_8K, GI_1_4, CR_3_4, 8),
+            ch(vhf, QAM64, MODE_8K, GI_1_16, CR_2_3, 7), ch(uhf, QAM64, MODE_8K, GI_1_16, CR_2_3, 8),
+            ch(vhf, QAM64, MODE_8K, GI_1_4, CR_2_3, 7),  ch(uhf, QAM64, MODE_8K, GI_1_4, CR_2_3, 8)};
 }
 
-TEST_F(DVBTChannelPlanTest, BandsSplitAt300000WhichIsUhf) {
-    EXPECT_TRUE(build(46, {177500, 226500, 299999}).empty()) << "a UHF-only country has nothing to try on VHF";
-
-    const std::vector<DVBTChannel> germany = build(49, {299999, 300000});
-    ASSERT_EQ(germany.size(), 8u);
-    for (std::size_t i = 0; i < germany.size(); i += 2) {
-        EXPECT_EQ(germany[i].frequency, 299999u) << i;
-        EXPECT_EQ(germany[i].bandwidth, 7u) << i;
-        EXPECT_EQ(germany[i + 1].frequency, 300000u) << i;
-        EXPECT_EQ(germany[i + 1].bandwidth, 8u) << i;
+// Whole plans for a country and its frequencies: bands split at 300000, which is UHF; the UK's 2K
+// mode, Australia's two sets on every frequency, Taiwan's 6 MHz on UHF, and the default set for
+// countries without a row.
+TEST_F(DVBTChannelPlanTest, CountryPlans) {
+    const std::vector<DVBTChannel> defaults = {ch(kVhf, QAM64, MODE_8K, GI_1_32, CR_2_3, 8), ch(kUhf, QAM64, MODE_8K, GI_1_32, CR_2_3, 8)};
+    const struct {
+        std::uint32_t country;
+        std::vector<std::uint32_t> frequencies;
+        std::vector<DVBTChannel> records;
+    } plans[] = {
+        {49, {kVhf, kUhf}, germany(kVhf, kUhf)},
+        {49, {299999, 300000}, germany(299999, 300000)},
+        {46, {177500, 226500, 299999}, {}}, // UHF only: nothing to try on VHF
+        {44, {474000, 490000}, {ch(474000, QAM16, MODE_2K, GI_1_32, CR_3_4, 8), ch(490000, QAM16, MODE_2K, GI_1_32, CR_3_4, 8),
+                                ch(474000, QAM64, MODE_2K, GI_1_32, CR_2_3, 8), ch(490000, QAM64, MODE_2K, GI_1_32, CR_2_3, 8)}},
+        {61, {177500, 781500}, {ch(177500, QAM64, MODE_8K, GI_1_16, CR_3_4, 7), ch(781500, QAM64, MODE_8K, GI_1_16, CR_3_4, 7),
+                                ch(177500, QAM64, MODE_8K, GI_1_8, CR_2_3, 7), ch(781500, QAM64, MODE_8K, GI_1_8, CR_2_3, 7)}},
+        {0, {kVhf, kUhf}, defaults}, {1, {kVhf, kUhf}, defaults}, {35, {kVhf, kUhf}, defaults}, {4294967295u, {kVhf, kUhf}, defaults},
+    };
+    for (const auto& p : plans) {
+        EXPECT_EQ(build(p.country, p.frequencies), p.records) << "country " << p.country;
+        EXPECT_EQ(plan.countryCode(), p.country);
     }
+    const std::vector<DVBTChannel> taiwan = build(886, {kVhf, kUhf});
+    ASSERT_EQ(taiwan.size(), 4u);
+    EXPECT_EQ(taiwan.front(), ch(kUhf, QAM16, MODE_8K, GI_1_8, CR_1_2, 6));
+    for (const DVBTChannel& c : taiwan) EXPECT_EQ(c.bandwidth, 6u);
 }
 
 TEST_F(DVBTChannelPlanTest, UnknownNamesTakeDefaultsAndAnyOtherBandAdmitsAll) {
@@ -90,54 +103,6 @@ TEST_F(DVBTChannelPlanTest, UnknownNamesTakeDefaultsAndAnyOtherBandAdmitsAll) {
         ch(kVhf, 23, MODE_2K, GI_1_8, 7, 8),
     };
     EXPECT_EQ(records(), expected);
-}
-
-// Representative and edge rows of the country table, on one VHF and one UHF frequency: a VHF
-// or UHF set gives one record, an "ALL" set two.
-struct CountryExpectation {
-    std::uint32_t code;
-    std::size_t sets;
-    bool allBands;
-    DVBTChannel first;
-};
-
-TEST_F(DVBTChannelPlanTest, CountryRowsHaveTheirSetsInOrder) {
-    const CountryExpectation rows[] = {
-        {30, 1, false, ch(kUhf, QAM64, MODE_8K, GI_1_8, CR_3_4, 8)},  // the first row
-        {39, 2, false, ch(kVhf, QAM64, MODE_8K, GI_1_32, CR_3_4, 7)},
-        {41, 4, false, ch(kUhf, QAM64, MODE_8K, GI_1_32, CR_2_3, 8)},
-        {43, 1, false, ch(kUhf, QAM16, MODE_8K, GI_1_4, CR_3_4, 8)},
-        {61, 2, true, ch(kVhf, QAM64, MODE_8K, GI_1_16, CR_3_4, 7)},
-        {386, 4, false, ch(kVhf, QAM64, MODE_8K, GI_1_8, CR_2_3, 7)},
-        {886, 4, false, ch(kUhf, QAM16, MODE_8K, GI_1_8, CR_1_2, 6)}, // the last row
-    };
-    for (const CountryExpectation& row : rows) {
-        SCOPED_TRACE(testing::Message() << "country " << row.code);
-        const std::vector<DVBTChannel> records = build(row.code, {kVhf, kUhf});
-        ASSERT_EQ(records.size(), row.allBands ? 2 * row.sets : row.sets);
-        EXPECT_EQ(records.front(), row.first);
-        for (const DVBTChannel& c : records) {
-            // VHF sets are 7 MHz; UHF sets 8 MHz except Taiwan's 6 MHz.
-            if (!row.allBands) EXPECT_EQ(c.bandwidth, c.frequency == kVhf ? 7u : row.code == 886 ? 6u : 8u);
-        }
-    }
-    // Whole plans: the UK's 2K mode, Australia's two sets on every frequency, the default set.
-    EXPECT_EQ(build(44, {474000, 490000}), (std::vector<DVBTChannel>{ch(474000, QAM16, MODE_2K, GI_1_32, CR_3_4, 8),
-                                                                     ch(490000, QAM16, MODE_2K, GI_1_32, CR_3_4, 8),
-                                                                     ch(474000, QAM64, MODE_2K, GI_1_32, CR_2_3, 8),
-                                                                     ch(490000, QAM64, MODE_2K, GI_1_32, CR_2_3, 8)}));
-    EXPECT_EQ(build(61, {177500, 781500}), (std::vector<DVBTChannel>{ch(177500, QAM64, MODE_8K, GI_1_16, CR_3_4, 7),
-                                                                     ch(781500, QAM64, MODE_8K, GI_1_16, CR_3_4, 7),
-                                                                     ch(177500, QAM64, MODE_8K, GI_1_8, CR_2_3, 7),
-                                                                     ch(781500, QAM64, MODE_8K, GI_1_8, CR_2_3, 7)}));
-    for (const std::uint32_t code : {0u, 1u, 35u, 4294967295u})
-        EXPECT_EQ(build(code, {kVhf, kUhf}), (std::vector<DVBTChannel>{ch(kVhf, QAM64, MODE_8K, GI_1_32, CR_2_3, 8),
-                                                                       ch(kUhf, QAM64, MODE_8K, GI_1_32, CR_2_3, 8)}))
-            << code;
-    // The later sets that differ only in ways the first set cannot show.
-    EXPECT_EQ(build(65, {kUhf}).back(), ch(kUhf, QPSK, MODE_2K, GI_1_4, CR_1_2, 8));
-    EXPECT_EQ(build(386, {kVhf}).back(), ch(kVhf, QPSK, MODE_8K, GI_1_4, CR_1_2, 7));
-    EXPECT_EQ(build(41, {kUhf}).back(), ch(kUhf, QAM16, MODE_8K, GI_1_16, CR_5_6, 8));
 }
 
 } // namespace

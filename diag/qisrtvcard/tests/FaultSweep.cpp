@@ -25,8 +25,6 @@
 namespace qisrtvcard {
 namespace {
 
-using mirt5::TestResult;
-
 const testing::RunCase kCases[] = {
     {"TVSignalTest", "hybrid", AnalogTVSignalTest, {{"TVStartChannel", "4"}, {"TVEndChannel", "6"}}, {"retry", "skip"}},
     {"FMRadioTest", "hybrid", FMRadioSignalTest, {{"FMRadioStartChannel", "88.1"}, {"FMRadioEndChannel", "88.5"}}, {}},
@@ -52,39 +50,30 @@ const std::set<std::string> kDesignedAssertions = {
 const std::set<std::string> kNullResultMethods = {"BindToObject", "BindToStorage", "GetControlNode", "get_TuneRequest",
                                                   "CreateTuneRequest", "FindInterface"};
 
-struct Kind {
+const struct {
     const char* name;
     tvsim::FaultKind kind;
     std::uint32_t result;
-};
-const Kind kKinds[] = {{"E_FAIL", tvsim::FaultKind::Fail, 0x80004005u},
-                       {"E_OUTOFMEMORY", tvsim::FaultKind::Fail, 0x8007000Eu},
-                       {"null result", tvsim::FaultKind::NullResult, 0}};
+} kKinds[] = {{"E_FAIL", tvsim::FaultKind::Fail, 0x80004005u},
+              {"E_OUTOFMEMORY", tvsim::FaultKind::Fail, 0x8007000Eu},
+              {"null result", tvsim::FaultKind::NullResult, 0}};
 
 constexpr double kMostVirtualSeconds = 4 * 3600.0;
 constexpr double kMostWallSeconds = 20.0;
 
-struct Call {
-    std::string object, method;
-    unsigned occurrence;
-};
-
+// How one run ended ("PASS", "NOSIGNAL", "assertion: false", ...), and what about it breaks the design.
 struct Outcome {
-    std::string text; // "PASS", "NOSIGNAL", "assertion: false", ...
-    std::string violation;
+    std::string text, violation;
 };
 
+// The table of docs/fault-sweep.md: per test and card, the calls swept and for each kind of fault
+// how often each outcome came.
 struct TableRow {
     std::string test, scenario;
     std::size_t calls = 0;
-    std::map<std::string, std::map<std::string, int>> outcomes; // kind -> outcome -> count
+    std::map<std::string, std::map<std::string, int>> outcomes;
 };
 std::vector<TableRow> g_table;
-
-bool fullSweep() {
-    const char* mode = std::getenv("QISRTV_SWEEP");
-    return mode && std::string(mode) == "full";
-}
 
 class FaultSweep : public ::testing::TestWithParam<testing::RunCase> {
 protected:
@@ -98,70 +87,8 @@ protected:
     }
     static void TearDownTestSuite() {
         std::filesystem::current_path(previous_);
-        if (const char* path = std::getenv("QISRTV_SWEEP_TABLE")) writeTable(path);
-    }
-    void SetUp() override {
-        QIS_REQUIRE(testing::haveDisplay(), "a display (run under xvfb-run)");
-    }
-
-    // One run of the case on a fresh system, with `fault` when given.
-    Outcome runOnce(const testing::RunCase& c, const tvsim::FaultRule* fault, std::vector<Call>* calls) {
-        testing::Probe probe;
-        Outcome outcome;
-        bool threw = false;
-        testing::runCase(
-            c, probe,
-            [&] {
-                if (fault) tvsim::Simulation::current().faults().add(*fault);
-                const auto wallStart = std::chrono::steady_clock::now();
-                const auto virtualStart = tvsim::Simulation::current().elapsed();
-                try {
-                    outcome.text = probe.run(c.entry).name();
-                } catch (const qis::AssertionFailure& failure) {
-                    threw = true;
-                    outcome.text = "assertion: " + failure.getCondition().utf8();
-                    if (!kDesignedAssertions.count(failure.getCondition().utf8())) outcome.violation = "an assertion the design does not make";
-                } catch (const qis::IndexOutOfBounds&) {
-                    threw = true;
-                    outcome.text = "IndexOutOfBounds";
-                } catch (const std::exception& e) {
-                    threw = true;
-                    outcome.text = std::string("exception: ") + e.what();
-                    outcome.violation = "an exception outside the design";
-                }
-                const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - wallStart).count();
-                const double virtualSeconds = std::chrono::duration<double>(tvsim::Simulation::current().elapsed() - virtualStart).count();
-                if (wall > kMostWallSeconds || virtualSeconds > kMostVirtualSeconds) outcome.violation = "took too long";
-            },
-            [&](const testing::SimulatedSystem& system) {
-                if (!threw && outcome.violation.empty()) outcome.violation = auditViolation(system);
-                if (calls) *calls = callsMade();
-            });
-        return outcome;
-    }
-
-    // Nothing may stay alive but what the renderer search keeps: one graph reference for each
-    // filter it asked for its name, which keeps that graph with its filters.
-    static std::string auditViolation(const testing::SimulatedSystem& system) {
-        const std::string live = system.liveObjects();
-        if (live.empty()) return std::string();
-        const std::size_t asked = testing::journalArguments("*", "QueryFilterInfo").size();
-        if (asked && live.find("FilterGraph (" + std::to_string(asked) + ")\n") != std::string::npos) return std::string();
-        return "objects left alive:\n" + live;
-    }
-
-    static std::vector<Call> callsMade() {
-        std::vector<Call> calls;
-        std::map<std::pair<std::string, std::string>, unsigned> seen;
-        for (const auto& call : tvsim::Simulation::current().journal().calls()) {
-            const std::string object = call.object.utf8(), method = call.method.utf8();
-            calls.push_back({object, method, ++seen[{object, method}]});
-        }
-        return calls;
-    }
-
-    static void writeTable(const char* path) {
-        // The table of docs/fault-sweep.md.
+        const char* path = std::getenv("QISRTV_SWEEP_TABLE");
+        if (!path) return;
         std::ofstream out(path);
         out << "| Test | Card | Calls swept | Fault | Outcomes |\n|---|---|---|---|---|\n";
         for (const TableRow& row : g_table)
@@ -171,6 +98,51 @@ protected:
                 out << "| " << row.test << " | " << row.scenario << " | " << row.calls << " | " << kind << " | " << list << " |\n";
             }
     }
+    void SetUp() override { QIS_REQUIRE(testing::haveDisplay(), "a display (run under xvfb-run)"); }
+
+    // One run of the case on a fresh system, with `fault` when given; `calls` gets the calls it
+    // made as object, method and occurrence.
+    Outcome runOnce(const testing::RunCase& c, const tvsim::FaultRule* fault, std::vector<tvsim::FaultRule>* calls) {
+        testing::Probe probe;
+        Outcome outcome;
+        bool threw = true;
+        testing::runCase(
+            c, probe,
+            [&] {
+                if (fault) tvsim::Simulation::current().faults().add(*fault);
+                const auto wallStart = std::chrono::steady_clock::now();
+                const auto virtualStart = tvsim::Simulation::current().elapsed();
+                try {
+                    outcome.text = probe.run(c.entry).name();
+                    threw = false;
+                } catch (const qis::AssertionFailure& failure) {
+                    outcome.text = "assertion: " + failure.getCondition().utf8();
+                    if (!kDesignedAssertions.count(failure.getCondition().utf8())) outcome.violation = "an assertion the design does not make";
+                } catch (const qis::IndexOutOfBounds&) {
+                    outcome.text = "IndexOutOfBounds";
+                } catch (const std::exception& e) {
+                    outcome.text = std::string("exception: ") + e.what();
+                    outcome.violation = "an exception outside the design";
+                }
+                const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - wallStart).count();
+                const double virtualSeconds = std::chrono::duration<double>(tvsim::Simulation::current().elapsed() - virtualStart).count();
+                if (wall > kMostWallSeconds || virtualSeconds > kMostVirtualSeconds) outcome.violation = "took too long";
+            },
+            [&](const testing::SimulatedSystem& system) {
+                // Nothing may stay alive but what the renderer search keeps: one graph reference for
+                // each filter it asked for its name, which keeps that graph with its filters.
+                const std::string live = system.liveObjects();
+                const std::size_t asked = testing::journalArguments("*", "QueryFilterInfo").size();
+                if (!threw && outcome.violation.empty() && !live.empty() &&
+                    !(asked && live.find("FilterGraph (" + std::to_string(asked) + ")\n") != std::string::npos))
+                    outcome.violation = "objects left alive:\n" + live;
+                std::map<std::pair<std::string, std::string>, unsigned> seen;
+                if (calls)
+                    for (const auto& call : tvsim::Simulation::current().journal().calls())
+                        calls->push_back({call.object, call.method, 0, ++seen[{call.object.utf8(), call.method.utf8()}]});
+            });
+        return outcome;
+    }
 
     static std::filesystem::path previous_;
 };
@@ -179,31 +151,28 @@ std::filesystem::path FaultSweep::previous_;
 
 TEST_P(FaultSweep, EveryFailingCallEndsAsDesigned) {
     const testing::RunCase& c = GetParam();
-    std::vector<Call> calls;
+    std::vector<tvsim::FaultRule> calls;
     const Outcome baseline = runOnce(c, nullptr, &calls);
     ASSERT_EQ(baseline.violation, "");
     ASSERT_EQ(baseline.text, "PASS") << "the card is meant to pass this test";
 
     TableRow row{c.name, c.scenario};
-    const unsigned mostOccurrences = fullSweep() ? ~0u : 2u;
-    for (const Call& call : calls) {
-        if (call.occurrence > mostOccurrences) continue;
+    const char* mode = std::getenv("QISRTV_SWEEP");
+    const unsigned mostOccurrences = mode && std::string(mode) == "full" ? ~0u : 2u;
+    for (tvsim::FaultRule rule : calls) {
+        if (rule.call > mostOccurrences) continue;
         ++row.calls;
-        for (const Kind& kind : kKinds) {
-            if (kind.kind == tvsim::FaultKind::NullResult && !kNullResultMethods.count(call.method)) continue;
-            tvsim::FaultRule rule;
-            rule.object = qis::String(call.object);
-            rule.method = qis::String(call.method);
-            rule.call = call.occurrence;
+        const std::string object = rule.object.utf8(), method = rule.method.utf8();
+        for (const auto& kind : kKinds) {
+            if (kind.kind == tvsim::FaultKind::NullResult && !kNullResultMethods.count(method)) continue;
             rule.kind = kind.kind;
             rule.result = static_cast<std::int32_t>(kind.result);
             // Named before it runs, so that a crash in the output says which fault caused it.
-            std::printf("sweep: %s::%s #%u (%s)", call.object.c_str(), call.method.c_str(), call.occurrence, kind.name);
+            std::printf("sweep: %s::%s #%u (%s)", object.c_str(), method.c_str(), rule.call, kind.name);
             std::fflush(stdout);
             const Outcome outcome = runOnce(c, &rule, nullptr);
             std::printf(" -> %s\n", outcome.text.c_str());
-            EXPECT_EQ(outcome.violation, "") << call.object << "::" << call.method << " #" << call.occurrence << " (" << kind.name
-                                             << ") ended " << outcome.text;
+            EXPECT_EQ(outcome.violation, "") << object << "::" << method << " #" << rule.call << " (" << kind.name << ") ended " << outcome.text;
             ++row.outcomes[kind.name][outcome.text];
         }
     }

@@ -10,6 +10,7 @@
 #include "frame/Catalogue.h"
 #include "frame/Entry.h"
 #include "frame/Simulated.h"
+#include "Requirement.h"
 #include "qis/Exception.h"
 #include "tvsim/Simulation.h"
 
@@ -74,7 +75,7 @@ mirt5::TestResult Probe::run(const std::function<mirt5::TestResult(const mirt5::
 std::vector<std::string> Probe::logLines(const char* category) const {
     std::vector<std::string> lines;
     for (const auto& record : reporter.logs)
-        if (record.category == category) lines.push_back(record.text.utf8());
+        if (!category || record.category == category) lines.push_back(record.text.utf8());
     return lines;
 }
 
@@ -107,12 +108,7 @@ std::string SimulatedSystem::liveObjects() const {
 }
 
 void addFault(const char* object, const char* method, unsigned call, std::uint32_t result) {
-    tvsim::FaultRule rule;
-    rule.object = object;
-    rule.method = method;
-    rule.call = call;
-    rule.result = static_cast<std::int32_t>(result);
-    tvsim::Simulation::current().faults().add(rule);
+    tvsim::Simulation::current().faults().add({object, method, static_cast<std::int32_t>(result), call});
 }
 
 std::vector<std::string> journalArguments(const char* object, const char* method) {
@@ -139,23 +135,59 @@ std::string assertionOf(const std::function<void()>& body) {
     return "(nothing thrown)";
 }
 
-LogLines::LogLines(const char* category) {
-    qis::LogFactory::setPriority(qis::LogPriority::Debug);
-    const qis::String wanted(category);
-    sink_ = qis::LogFactory::addSink([this, wanted](const qis::LogRecord& record) {
-        if (record.category != wanted) return;
-        lines_.push_back(record.text.utf8());
-    });
+UserAtScreen::UserAtScreen(std::wstring caption, std::function<void(HWND dialog)> act)
+    : thread_([this, caption = std::move(caption), act = std::move(act)] {
+          const auto waitFor = [](const std::function<bool()>& condition, std::chrono::milliseconds limit) {
+              for (const auto end = std::chrono::steady_clock::now() + limit; !condition();) {
+                  if (std::chrono::steady_clock::now() > end) return false;
+                  std::this_thread::sleep_for(std::chrono::milliseconds(10));
+              }
+              return true;
+          };
+          HWND dialog = nullptr;
+          const bool shown = waitFor([&] { return !asking_ || ((dialog = FindWindowW(L"#32770", caption.c_str())) && IsWindowVisible(dialog)); },
+                                     std::chrono::seconds(20));
+          if (!asking_) return;
+          const auto cancel = [](HWND window) { SendMessageW(window, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0); };
+          if (!shown) {
+              ADD_FAILURE() << "no dialog with the caption appeared";
+              if (HWND any = FindWindowW(L"#32770", nullptr)) cancel(any);
+              return;
+          }
+          act(dialog);
+          if (!waitFor([&] { return !IsWindowVisible(dialog); }, std::chrono::seconds(5))) {
+              ADD_FAILURE() << "the dialog stayed open";
+              cancel(dialog);
+          }
+      }) {}
+
+UserAtScreen::~UserAtScreen() {
+    asking_ = false;
+    thread_.join();
 }
 
-LogLines::~LogLines() {
-    qis::LogFactory::removeSink(sink_);
+std::vector<std::string> logOf(const std::function<void()>& body, const char* category) {
+    std::vector<std::string> lines;
+    qis::LogFactory::setPriority(qis::LogPriority::Debug);
+    const int sink = qis::LogFactory::addSink([&](const qis::LogRecord& record) {
+        if (record.category == category) lines.push_back(record.text.utf8());
+    });
+    body();
+    qis::LogFactory::removeSink(sink);
     qis::LogFactory::setPriority(qis::LogPriority::Info);
+    return lines;
+}
+
+void ModuleRun::SetUp() {
+    QIS_REQUIRE(haveDisplay(), "a display (run under xvfb-run)");
+    initialiseCatalogue(); // before a test lowers the log level: start-up sets it
+    supportedCountryCodes().clear();
 }
 
 void ModuleRun::TearDown() {
     probe_.reset();
     system_.reset();
+    supportedCountryCodes().clear();
     qis::LogFactory::setPriority(qis::LogPriority::Info);
 }
 
@@ -185,14 +217,22 @@ std::vector<std::string> ModuleRun::progress() const {
     return channels;
 }
 
-void ModuleRun::expectRuns(const std::vector<WholeRun>& rows) {
-    for (const WholeRun& row : rows) {
+void ModuleRun::expectRuns(const std::vector<WholeRun>& rows, const WholeRun& base) {
+    for (WholeRun row : rows) {
+        if (row.scenario.empty()) row.scenario = base.scenario;
+        if (!row.entry) row.entry = base.entry;
+        if (row.answers.empty()) row.answers = base.answers;
+        row.parameters.insert(base.parameters.begin(), base.parameters.end());
         SCOPED_TRACE(row.what);
         load(row.scenario);
         qis::LogFactory::setPriority(qis::LogPriority::Debug);
         if (row.before) row.before();
-        EXPECT_EQ(run(row.entry, row.parameters, row.answers), row.result);
-        EXPECT_EQ(probe_->eventKeys(), row.events);
+        if (row.assertion) {
+            EXPECT_EQ(assertionOf([&] { run(row.entry, row.parameters, row.answers); }), row.assertion);
+        } else {
+            EXPECT_EQ(run(row.entry, row.parameters, row.answers), row.result);
+            EXPECT_EQ(probe_->eventKeys(), row.events);
+        }
         for (const auto& [name, value] : row.variables)
             if (!probe_->reporter.events.empty()) EXPECT_EQ(event(0).variables.at(qis::String(name)).utf8(), value) << name;
         if (row.channels) EXPECT_EQ(progress(), *row.channels);
@@ -201,6 +241,22 @@ void ModuleRun::expectRuns(const std::vector<WholeRun>& rows) {
         if (row.prompts >= 0) EXPECT_EQ(probe_->reporter.prompts.size(), static_cast<std::size_t>(row.prompts));
         if (row.more) row.more();
     }
+}
+
+void ModuleRun::expectFaults(const WholeRun& base, const std::vector<FaultOutcome>& rows,
+                             const std::function<void(const FaultOutcome&)>& more) {
+    std::vector<WholeRun> runs;
+    for (const FaultOutcome& row : rows) {
+        WholeRun& run = runs.emplace_back(base);
+        run.what = std::string(row.object) + "::" + row.method + " #" + std::to_string(row.call);
+        run.assertion = row.assertion;
+        run.result = row.result;
+        if (row.event) run.events = {row.event};
+        if (row.logged) run.logged.emplace_back(nullptr, ::testing::HasSubstr(row.logged));
+        run.before = [row] { addFault(row.object, row.method, row.call); };
+        if (more) run.more = [more, row] { more(row); };
+    }
+    expectRuns(runs);
 }
 
 void ModuleRun::stopAt(const std::string& channel) {

@@ -4,12 +4,16 @@
 // virtual TV system installed from a scenario.
 
 #include <filesystem>
+#include <atomic>
 #include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <ostream>
 #include <string>
+#include <thread>
+
+#include <windows.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -60,7 +64,7 @@ struct Probe {
         Probe& probe_;
     };
     Reporter reporter{*this};
-    // The texts of the log records of one category, in order.
+    // The texts of the log records of one category (null: all), in order.
     std::vector<std::string> logLines(const char* category) const;
     // Event keys in order, "warning:Key" / "error:Key".
     std::vector<std::string> eventKeys() const;
@@ -92,62 +96,77 @@ bool haveDisplay();
 // What a test threw as an assertion failure: its condition text, or "(nothing thrown)".
 std::string assertionOf(const std::function<void()>& body);
 
-// The records of one log category at debug level, while it lives.
-class LogLines {
+// A person at the screen: a thread that waits for the visible dialog with this caption and acts
+// on it. A dialog still open after the act is cancelled, so that a failed check cannot hang a run.
+class UserAtScreen {
 public:
-    explicit LogLines(const char* category = "libTunekit");
-    ~LogLines();
-    LogLines(const LogLines&) = delete;
-    LogLines& operator=(const LogLines&) = delete;
-    const std::vector<std::string>& lines() const { return lines_; }
+    UserAtScreen(std::wstring caption, std::function<void(HWND dialog)> act);
+    ~UserAtScreen(); // the run is over: a dialog never shown is not waited for
 
 private:
-    int sink_ = 0;
-    std::vector<std::string> lines_;
+    std::atomic<bool> asking_{true};
+    std::thread thread_;
 };
+
+// The texts of the records of one log category that `body` logs at debug level.
+std::vector<std::string> logOf(const std::function<void()>& body, const char* category = "libTunekit");
 
 using Entry = mirt5::TestResult (*)(const mirt5::DiagDevice&);
 using Parameters = std::map<std::string, std::string>;
 using Answers = std::vector<qis::String>;
 
 // One whole run of a test on a card and what a host sees of it; what a row leaves unset is not
-// checked. `before` runs between loading and running (faults, a stop), `more` after the checks.
+// checked (but the events: none unless listed). `before` runs between loading and running
+// (faults, a stop), `more` after the checks. A run that must end in one of the module's
+// assertions names its condition in `assertion`; its result and events are then not checked.
 struct WholeRun {
-    const char* what;
+    std::string what;
     std::string scenario;
     Entry entry;
     Parameters parameters;
     Answers answers;
-    mirt5::TestResult result;
+    const char* assertion = nullptr;
+    mirt5::TestResult result = mirt5::TestResult::PASS();
     std::vector<std::string> events;               // "warning:Key", in order
     std::map<std::string, std::string> variables;  // of the first event
     std::optional<std::vector<std::string>> channels; // the progress lines' "channel"
     std::optional<std::vector<int>> percents;
-    std::vector<std::pair<const char*, ::testing::Matcher<const std::string&>>> logged; // category, a line it holds
+    std::vector<std::pair<const char*, ::testing::Matcher<const std::string&>>> logged; // category (null: any), a line it holds
     int prompts = -1;
     std::function<void()> before = {}, more = {};
 };
 
-// A test of the module on a virtual card: `load` a scenario, then `run` an entry on it.
+// One COM call made to fail and what the run must come to: an assertion with this condition, or
+// `result` with the one event `event` (null: none); `logged`, part of a line some log holds.
+struct FaultOutcome {
+    const char* object;
+    const char* method;
+    unsigned call;
+    const char* assertion;
+    mirt5::TestResult result = mirt5::TestResult::PASS();
+    const char* event = nullptr;
+    const char* logged = nullptr;
+};
+
+// A test of the module on a virtual card: `load` a scenario, then `run` an entry on it. The
+// tests open windows, so they need a display.
 class ModuleRun : public ::testing::Test {
 protected:
+    void SetUp() override;
     void TearDown() override;
     void load(const std::string& scenario);
     mirt5::TestResult run(Entry entry, Parameters parameters = {}, Answers answers = {});
-    // Loads and runs each row at debug log level and checks what it shows.
-    void expectRuns(const std::vector<WholeRun>& rows);
+    // Loads and runs each row at debug log level and checks what it shows. A row takes the
+    // scenario, entry and answers it leaves unset, and the parameters it does not give, from `base`.
+    void expectRuns(const std::vector<WholeRun>& rows, const WholeRun& base = {});
+    // Runs `base` once per fault; `more` checks what else a row shows.
+    void expectFaults(const WholeRun& base, const std::vector<FaultOutcome>& rows,
+                      const std::function<void(const FaultOutcome&)>& more = {});
     // Raises a stop when the progress line of this channel is reported.
     void stopAt(const std::string& channel);
     // The "channel" variable of each progress line, in order.
     std::vector<std::string> progress() const;
     const mirt5::RecordedEvent& event(std::size_t i) const { return probe_->reporter.events.at(i); }
-    // An analog test keeps its tuner handle when it returns, and the capture filter's too where it
-    // never hands it to the graph or fails early: the card's capture filter, which is its tuner,
-    // stays with one reference per kept handle, and nothing else does.
-    void expectOnlyTheCardKept(const std::string& filter, int references) {
-        EXPECT_EQ(system_->liveObjects(), references ? filter + " (" + std::to_string(references) + ")\n" : "");
-    }
-
     std::unique_ptr<SimulatedSystem> system_;
     std::unique_ptr<Probe> probe_;
     double virtualSeconds_ = 0, wallSeconds_ = 0;

@@ -16,36 +16,30 @@ using mirt5::TestResult;
 
 using testing::RunCase;
 
-// What one run showed: its result, and how many progress lines came after the stop.
+// What one run showed: its result, how many progress lines, percents and prompts it reported,
+// how many progress lines came after the stop (-1: no stop), and how many tunings it made.
 struct Seen {
     TestResult result = TestResult::TESTNOTSTARTED();
-    int progressLines = 0;
-    int percents = 0;
-    int prompts = 0;
-    int progressAfterStop = -1;
+    int progressLines = 0, percents = 0, prompts = 0, progressAfterStop = -1;
     std::size_t tuneRequests = 0;
 };
 
+// Runs `c` with `cableAnswer` and raises a stop at the given progress line, percent or prompt (-1: none).
 Seen runCase(const RunCase& c, const qis::String& cableAnswer, int stopAtProgress, int stopAtPercent, int stopAtPrompt = -1) {
     testing::Probe probe;
     probe.answers = {cableAnswer};
     Seen seen;
-    bool stopped = false;
-    const auto stop = [&] {
-        stopped = true;
+    const auto stopAt = [&](int at, int count) {
+        if (at != count || seen.progressAfterStop >= 0) return;
         seen.progressAfterStop = 0;
         mirt5::DiagModule::requestStop();
     };
     probe.onProgress = [&](const qis::String&) {
-        if (stopped) ++seen.progressAfterStop;
-        if (seen.progressLines++ == stopAtProgress) stop();
+        if (seen.progressAfterStop >= 0) ++seen.progressAfterStop;
+        stopAt(stopAtProgress, seen.progressLines++);
     };
-    probe.onPercent = [&](int) {
-        if (seen.percents++ == stopAtPercent && !stopped) stop();
-    };
-    probe.onPrompt = [&] {
-        if (seen.prompts++ == stopAtPrompt && !stopped) stop();
-    };
+    probe.onPercent = [&](int) { stopAt(stopAtPercent, seen.percents++); };
+    probe.onPrompt = [&] { stopAt(stopAtPrompt, seen.prompts++); };
     testing::runCase(c, probe, [&] { seen.result = probe.run(c.entry); }, [&](const testing::SimulatedSystem&) {
         seen.tuneRequests = testing::journalArguments("*", "put_TuneRequest").size() + testing::journalArguments("*", "put_Channel").size();
     });
@@ -64,10 +58,7 @@ const RunCase kScans[] = {
 
 class StopEverywhere : public ::testing::TestWithParam<RunCase> {
 protected:
-    void SetUp() override {
-        QIS_REQUIRE(testing::haveDisplay(), "a display (run under xvfb-run)");
-        testing::initialiseCatalogue();
-    }
+    void SetUp() override { QIS_REQUIRE(testing::haveDisplay(), "a display (run under xvfb-run)"); }
 };
 // The cable prompt of each scan that has one, answered each way.
 using PromptMatrix = StopEverywhere;
