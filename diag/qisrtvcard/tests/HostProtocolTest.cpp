@@ -367,6 +367,8 @@ INSTANTIATE_TEST_SUITE_P(
         BadInput{"--list --test FMRadioTest", "--list"},
         BadInput{"--sim no-such-scenario.json --list", "no-such-scenario.json"},
         BadInput{"--realtime --list", "--realtime needs --sim"},
+        BadInput{"--test ClearQAMTest --journal j.jsonl", "--journal needs --sim"},
+        BadInput{"--sim atsc --test ClearQAMTest --journal no-such-folder/j.jsonl", "--journal: cannot create"},
         BadInput{"--device @file --list", "/name: expected a string", R"({"name": 5})"},
         BadInput{"--device @file --list", "expected a JSON object", "[1, 2]"},
         BadInput{"--device @file --list", "/properties: expected an object", R"({"name": "x", "properties": []})"},

@@ -32,14 +32,12 @@ struct ScriptedRun {
     std::vector<json> journal; // the journal's records
 
     std::string result() const { return host.empty() ? "(no output)" : host.back().value("result", "(no result)"); }
-    std::vector<json> calls(const std::string& method) const {
+    std::vector<json> calls(const std::string& method) const { return having(journal, "method", method); }
+    std::vector<json> hostLines(const std::string& type) const { return having(host, "type", type); }
+
+    static std::vector<json> having(const std::vector<json>& records, const char* key, const std::string& value) {
         std::vector<json> found;
-        std::copy_if(journal.begin(), journal.end(), std::back_inserter(found), [&](const json& r) { return r["method"] == method; });
-        return found;
-    }
-    std::vector<json> hostLines(const std::string& type) const {
-        std::vector<json> found;
-        std::copy_if(host.begin(), host.end(), std::back_inserter(found), [&](const json& l) { return l["type"] == type; });
+        std::copy_if(records.begin(), records.end(), std::back_inserter(found), [&](const json& r) { return r[key] == value; });
         return found;
     }
 };
@@ -76,133 +74,87 @@ TEST(Journal, AClearQamScanWithoutASignalTunes540RequestsOverTheDesignedWaits) {
     EXPECT_EQ(run.calls("CoUninitialize").size(), initialised.size());
 }
 
-std::vector<std::string> windowRecords(const ScriptedRun& run) {
-    std::vector<std::string> seen;
-    for (const auto& record : run.journal)
-        if (record["object"] == "window")
-            seen.push_back(record["method"].get<std::string>() + " " + record["arguments"]["title"].get<std::string>() + " at " +
-                           record["time"].dump());
-    return seen;
-}
-
 // In real time the waits really take their time, but the journal keeps the virtual times.
 TEST(Journal, ShowsTheWindowsAPersonWouldHaveSeenAtTheSameTimesInRealTime) {
     for (const std::string mode : {"", "--realtime"}) {
         SCOPED_TRACE(mode);
         const ScriptedRun run = runScripted("screen-windows" + mode, builtIn("hybrid"), mode + " --test CaptureToScreenTest");
         EXPECT_EQ(run.result(), "PASS") << run.outcome.err;
-        EXPECT_THAT(windowRecords(run), ElementsAreArray({"created Capture to Screen Test at 0", "shown Capture to Screen Test at 0",
-                                                          "hidden Capture to Screen Test at 3002",
-                                                          "destroyed Capture to Screen Test at 3002"}));
+        std::vector<std::string> seen;
+        for (const auto& record : run.having(run.journal, "object", "window"))
+            seen.push_back(record["method"].get<std::string>() + " " + record["arguments"]["title"].get<std::string>() + " at " +
+                           record["time"].dump());
+        EXPECT_THAT(seen, ElementsAreArray({"created Capture to Screen Test at 0", "shown Capture to Screen Test at 0",
+                                            "hidden Capture to Screen Test at 3002", "destroyed Capture to Screen Test at 3002"}));
     }
 }
 
-TEST(Journal, IsRefusedWithoutTheVirtualSystemOrWhenItCannotBeCreated) {
-    const Outcome without = runModule("--test ClearQAMTest --journal j.jsonl");
-    EXPECT_EQ(without.code, 64u);
-    EXPECT_THAT(without.err, ::testing::HasSubstr("--journal needs --sim"));
-    const Outcome unwritable = runModule("--sim atsc --test ClearQAMTest --journal \"" + (workDirectory() / "no-such-folder" / "j.jsonl").string() + "\"");
-    EXPECT_EQ(unwritable.code, 64u);
-    EXPECT_THAT(unwritable.err, ::testing::HasSubstr("--journal: cannot create"));
+// A stop request lands at its point of the scan.
+TEST(ScriptedStop, LandsAtItsPointOfTheClearQamScan) {
+    struct Case {
+        const char* name;
+        json stop;
+        std::size_t tunes; // put_TuneRequest calls made before the scan gave up
+    };
+    for (const Case& c : {Case{"FifthTune", {{"method", "put_TuneRequest"}, {"call", 5}}, 5},
+                          Case{"FirstRun", {{"object", "FilterGraph"}, {"method", "Run"}}, 1},
+                          // Tunes come every 2.6 s from 1.1 s; the 24th would be at 60.9 s.
+                          Case{"AtAMinute", {{"atMs", 60000}}, 23}}) {
+        SCOPED_TRACE(c.name);
+        json scenario = atscWithoutClearQam();
+        scenario["stop"] = c.stop;
+        const ScriptedRun run = runScripted(std::string("stop-") + c.name, scenario, "--test ClearQAMTest");
+        EXPECT_EQ(run.result(), "USERABORTED") << run.outcome.err;
+        EXPECT_EQ(run.calls("put_TuneRequest").size(), c.tunes);
+    }
 }
-
-struct StopCase {
-    const char* name;
-    json stop;
-    const char* result;
-    std::size_t tunes; // put_TuneRequest calls made before the scan gave up
-};
-
-class ScriptedStop : public ::testing::TestWithParam<StopCase> {};
-
-TEST_P(ScriptedStop, LandsAtItsPointOfTheScan) {
-    json scenario = atscWithoutClearQam();
-    scenario["stop"] = GetParam().stop;
-    const ScriptedRun run = runScripted(std::string("stop-") + GetParam().name, scenario, "--test ClearQAMTest");
-    EXPECT_EQ(run.result(), GetParam().result) << run.outcome.err;
-    EXPECT_EQ(run.calls("put_TuneRequest").size(), GetParam().tunes);
-}
-
-INSTANTIATE_TEST_SUITE_P(ClearQam, ScriptedStop,
-                         ::testing::Values(StopCase{"FifthTune", {{"method", "put_TuneRequest"}, {"call", 5}}, "USERABORTED", 5},
-                                           StopCase{"FirstRun", {{"object", "FilterGraph"}, {"method", "Run"}}, "USERABORTED", 1},
-                                           // Tunes come every 2.6 s from 1.1 s; the 24th would be at 60.9 s.
-                                           StopCase{"AtAMinute", {{"atMs", 60000}}, "USERABORTED", 23}),
-                         [](const auto& info) { return std::string(info.param.name); });
 
 // An FM band with no station of its own, where the scenario scripts what the tuner reports.
-struct FmCase {
-    const char* name;
-    json values;   // SignalPresent, call by call
-    json faults;
-    const char* result;
-    std::vector<long> tuned; // put_Channel's channel arguments, in order
-};
-
-class ScriptedFmTuner : public ::testing::TestWithParam<FmCase> {};
-
-TEST_P(ScriptedFmTuner, OnlyASignalOfExactlyOneEndsTheScan) {
-    json scenario = builtIn("hybrid");
-    scenario["values"] = json::array({{{"method", "SignalPresent"}, {"values", GetParam().values}}});
-    scenario["faults"] = GetParam().faults;
-    const ScriptedRun run = runScripted(std::string("fm-") + GetParam().name, scenario,
-                                        "--test FMRadioTest --param StopOnSignal=true --param ChecksPerChannel=3 "
-                                        "--param FMRadioStartChannel=89.0 --param FMRadioEndChannel=89.8");
-    EXPECT_EQ(run.result(), GetParam().result) << run.outcome.err;
-    std::vector<long> tuned;
-    for (const auto& call : run.calls("put_Channel")) tuned.push_back(call["arguments"]["channel"].get<long>());
-    EXPECT_EQ(tuned, GetParam().tuned);
+TEST(ScriptedFmTuner, OnlyASignalOfExactlyOneEndsTheScan) {
+    struct Case {
+        const char* name;
+        json values; // SignalPresent, call by call
+        json faults;
+        const char* result;
+        std::vector<long> tuned; // put_Channel's channel arguments, in order
+    };
+    for (const Case& c :
+         {Case{"NoStrengthAndOddValuesAreNoSignal", {0, -1, 2, 1}, json::array(), "PASS", {89000000, 89200000, 89400000, 89600000}},
+          Case{"NoSignalAnywhereScansTheBand", {-1, -1, -1, -1, -1}, json::array(), "NOSIGNAL",
+               {89000000, 89200000, 89400000, 89600000, 89800000}},
+          // The refused frequency asks for no signal, so the second value answers 89.4.
+          Case{"ARefusedFrequencyIsSkipped", {0, 1},
+               json::array({{{"object", "*"}, {"method", "put_Channel"}, {"arguments", {{"channel", 89200000}}}}}), "PASS",
+               {89000000, 89200000, 89400000}}}) {
+        SCOPED_TRACE(c.name);
+        json scenario = builtIn("hybrid");
+        scenario["values"] = json::array({{{"method", "SignalPresent"}, {"values", c.values}}});
+        scenario["faults"] = c.faults;
+        const ScriptedRun run = runScripted(std::string("fm-") + c.name, scenario,
+                                            "--test FMRadioTest --param StopOnSignal=true --param ChecksPerChannel=3 "
+                                            "--param FMRadioStartChannel=89.0 --param FMRadioEndChannel=89.8");
+        EXPECT_EQ(run.result(), c.result) << run.outcome.err;
+        std::vector<long> tuned;
+        for (const auto& call : run.calls("put_Channel")) tuned.push_back(call["arguments"]["channel"].get<long>());
+        EXPECT_EQ(tuned, c.tuned);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Values, ScriptedFmTuner,
-    ::testing::Values(FmCase{"NoStrengthAndOddValuesAreNoSignal", {0, -1, 2, 1}, json::array(), "PASS", {89000000, 89200000, 89400000, 89600000}},
-                      FmCase{"NoSignalAnywhereScansTheBand", {-1, -1, -1, -1, -1}, json::array(), "NOSIGNAL",
-                             {89000000, 89200000, 89400000, 89600000, 89800000}},
-                      // The refused frequency asks for no signal, so the second value answers 89.4.
-                      FmCase{"ARefusedFrequencyIsSkipped", {0, 1},
-                             json::array({{{"object", "*"}, {"method", "put_Channel"}, {"arguments", {{"channel", 89200000}}}}}), "PASS",
-                             {89000000, 89200000, 89400000}}),
-    [](const auto& info) { return std::string(info.param.name); });
 
 // With the AVI writer refused, the capture falls back to an MPEG-2 file writer, if one is installed.
-struct WriterCase {
-    const char* name;
-    bool mpeg2FileWriter;
-    const char* result;
-    std::vector<std::string> attempts; // SetOutputFileName's subtype and result, in order
-};
-
-class FileWriterFallback : public ::testing::TestWithParam<WriterCase> {};
-
-TEST_P(FileWriterFallback, TriesTheMpeg2WriterAfterTheAviOne) {
-    json scenario = builtIn("hybrid");
-    scenario["mpeg2FileWriter"] = GetParam().mpeg2FileWriter;
-    scenario["faults"] = json::array({{{"object", "*"}, {"method", "SetOutputFileName"}, {"arguments", {{"subtype", "MEDIASUBTYPE_Avi"}}}}});
-    const ScriptedRun run = runScripted(std::string("writer-") + GetParam().name, scenario, "--test CaptureToFileTest");
-    EXPECT_EQ(run.result(), GetParam().result) << run.outcome.err;
-    std::vector<std::string> attempts;
-    for (const auto& call : run.calls("SetOutputFileName"))
-        attempts.push_back(call["arguments"]["subtype"].get<std::string>() + " " + call["result"].get<std::string>());
-    EXPECT_EQ(attempts, GetParam().attempts);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    CaptureToFile, FileWriterFallback,
-    ::testing::Values(WriterCase{"Installed", true, "PASS", {"MEDIASUBTYPE_Avi E_FAIL", "{7DC2C665-4033-4CAF-9273-F7D797FB245C} S_OK"}},
-                      WriterCase{"Absent", false, "FAIL",
-                                 {"MEDIASUBTYPE_Avi E_FAIL", "{7DC2C665-4033-4CAF-9273-F7D797FB245C} REGDB_E_CLASSNOTREG"}}),
-    [](const auto& info) { return std::string(info.param.name); });
-
-// The Clear QAM graph needs three of the demultiplexer's outputs; with two it renders both and
-// gives up on an assertion.
-TEST(Demultiplexer, WithTwoOutputPinsTheClearQamGraphCannotBeBuilt) {
-    json scenario = builtIn("atsc");
-    scenario["demultiplexerOutputPins"] = 2;
-    const ScriptedRun run = runScripted("demux-two-pins", scenario, "--test ClearQAMTest");
-    EXPECT_EQ(run.result(), "EXITEDABNORMALLY") << run.outcome.out;
-    EXPECT_THAT(run.host.back().value("detail", ""), ::testing::StartsWith("Assertion failed: false"));
-    EXPECT_EQ(run.calls("Render").size(), 2u);
+TEST(FileWriterFallback, TriesTheMpeg2WriterAfterTheAviOne) {
+    const std::string mpeg2Writer = "{7DC2C665-4033-4CAF-9273-F7D797FB245C} ";
+    for (const bool installed : {true, false}) {
+        SCOPED_TRACE(installed ? "installed" : "absent");
+        json scenario = builtIn("hybrid");
+        scenario["mpeg2FileWriter"] = installed;
+        scenario["faults"] = json::array({{{"object", "*"}, {"method", "SetOutputFileName"}, {"arguments", {{"subtype", "MEDIASUBTYPE_Avi"}}}}});
+        const ScriptedRun run = runScripted(std::string("writer-") + (installed ? "installed" : "absent"), scenario, "--test CaptureToFileTest");
+        EXPECT_EQ(run.result(), installed ? "PASS" : "FAIL") << run.outcome.err;
+        std::vector<std::string> attempts;
+        for (const auto& call : run.calls("SetOutputFileName"))
+            attempts.push_back(call["arguments"]["subtype"].get<std::string>() + " " + call["result"].get<std::string>());
+        EXPECT_EQ(attempts, (std::vector<std::string>{"MEDIASUBTYPE_Avi E_FAIL", mpeg2Writer + (installed ? "S_OK" : "REGDB_E_CLASSNOTREG")}));
+    }
 }
 
 const char* kDigitalTest = " --test DigitalTVSignalTest --param MsgBoxTimeout=30 --param CheckTVCable=true --param DigitalStartChannel=2"
@@ -217,9 +169,17 @@ std::vector<std::string> tunerConnects(const ScriptedRun& run) {
 }
 
 // A tuner without an output leaves the receiver out and the graph unbuilt; an analog output
-// ahead of the transport output is passed over.
-TEST(BdaTunerPins, DecideWhetherTheReceiverAndTheGraphCanBeBuilt) {
+// ahead of the transport output is passed over. The Clear QAM graph needs three of the
+// demultiplexer's outputs; with two it renders both and gives up on an assertion.
+TEST(OutputPins, DecideWhetherTheDigitalGraphsCanBeBuilt) {
     json scenario = builtIn("atsc");
+    scenario["demultiplexerOutputPins"] = 2;
+    const ScriptedRun demultiplexer = runScripted("demux-two-pins", scenario, "--test ClearQAMTest");
+    EXPECT_EQ(demultiplexer.result(), "EXITEDABNORMALLY") << demultiplexer.outcome.out;
+    EXPECT_THAT(demultiplexer.host.back().value("detail", ""), ::testing::StartsWith("Assertion failed: false"));
+    EXPECT_EQ(demultiplexer.calls("Render").size(), 2u);
+
+    scenario.erase("demultiplexerOutputPins");
     scenario["filters"]["tuner"]["outputPins"] = 0;
     const ScriptedRun none = runScripted("tuner-no-pins", scenario, kDigitalTest);
     EXPECT_EQ(none.result(), "FAIL") << none.outcome.out;
@@ -259,16 +219,12 @@ TEST(ReportedFormat, OnlyAVideoInfoFormatResizesTheWindow) {
         SCOPED_TRACE(formatType);
         const ScriptedRun run = runScripted(std::string("format-") + formatType, cardReportingFormat(formatType), tv);
         ASSERT_EQ(run.calls("GetFormat").size(), 1u) << run.outcome.out;
-        std::vector<json> resized;
-        for (const auto& record : run.calls("resized")) resized.push_back(record["arguments"]);
-        if (std::string(formatType) != "VideoInfo") {
-            EXPECT_THAT(resized, ::testing::IsEmpty());
-            continue;
-        }
-        ASSERT_EQ(resized.size(), 1u);
+        const auto resized = run.calls("resized");
+        ASSERT_EQ(resized.size(), std::string(formatType) == "VideoInfo" ? 1u : 0u);
+        if (resized.empty()) continue;
         // The client area is the format's size; the frame adds a little.
-        EXPECT_THAT(resized[0]["width"].get<int>(), ::testing::AllOf(::testing::Ge(352), ::testing::Le(352 + 16)));
-        EXPECT_THAT(resized[0]["height"].get<int>(), ::testing::AllOf(::testing::Ge(288), ::testing::Le(288 + 40)));
+        EXPECT_THAT(resized[0]["arguments"]["width"].get<int>(), ::testing::AllOf(::testing::Ge(352), ::testing::Le(352 + 16)));
+        EXPECT_THAT(resized[0]["arguments"]["height"].get<int>(), ::testing::AllOf(::testing::Ge(288), ::testing::Le(288 + 40)));
     }
 }
 
