@@ -6,6 +6,7 @@
 #include <new>
 
 #include "CaptureFilter.h"
+#include "ComScope.h"
 #include "Enumerators.h"
 #include "PinCommon.h"
 #include "FrameSource.h"
@@ -352,7 +353,7 @@ bool CapturePin::waitForFrame(const RunState& run, REFERENCE_TIME due) {
 }
 
 void CapturePin::stream() {
-    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    const ComScope com(COINIT_MULTITHREADED);
     const auto began = std::chrono::steady_clock::now();
     const VIDEOINFOHEADER& header = *connected_.header();
     FrameSource frames(header.bmiHeader.biWidth, header.bmiHeader.biHeight, connected_.get().subtype);
@@ -389,7 +390,6 @@ void CapturePin::stream() {
     statistics_.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
     statistics_.cpuUnits = threadCpuTime();
     reportStatistics();
-    CoUninitialize();
 }
 
 namespace {

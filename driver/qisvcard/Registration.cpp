@@ -5,6 +5,7 @@
 #include <olectl.h>
 
 #include "Card.h"
+#include "ComScope.h"
 #include "Module.h"
 #include "Registry.h"
 #include "tunekit/ComPtr.h"
@@ -19,18 +20,6 @@ constexpr wchar_t kDescription[] = L"Description";
 constexpr wchar_t kDevicePath[] = L"DevicePath";
 constexpr wchar_t kCapturePinName[] = L"Capture";
 constexpr wchar_t kPreviewPinName[] = L"Preview";
-
-// COM for the length of one registration call, whatever the caller's apartment.
-class ComScope {
-public:
-    ComScope() : hr_(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)) {}
-    ~ComScope() {
-        if (SUCCEEDED(hr_)) CoUninitialize();
-    }
-
-private:
-    HRESULT hr_;
-};
 
 // The device's instance key is named after the card's class, so it is found again to remove it.
 std::wstring instanceName() { return guidText(kCardClsid); }
@@ -105,7 +94,7 @@ extern "C" HRESULT STDAPICALLTYPE DllRegisterServer() {
         reportError(e.what());
         return SELFREG_E_CLASS;
     }
-    ComScope com;
+    ComScope com(COINIT_APARTMENTTHREADED); // for the length of one registration call
     HRESULT hr = writeClassKey(card.friendlyName, card.scenario);
     if (SUCCEEDED(hr)) hr = registerDevice(card);
     if (FAILED(hr)) {
@@ -116,7 +105,7 @@ extern "C" HRESULT STDAPICALLTYPE DllRegisterServer() {
 }
 
 extern "C" HRESULT STDAPICALLTYPE DllUnregisterServer() {
-    qisvcard::ComScope com;
+    qisvcard::ComScope com(COINIT_APARTMENTTHREADED); // for the length of one registration call
     qisvcard::unregisterAll();
     return S_OK;
 }
