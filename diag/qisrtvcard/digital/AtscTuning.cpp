@@ -102,16 +102,17 @@ bool initializeATSCQAMTuner(ITuningSpace** tuningSpace, IBaseFilter** networkPro
         QISRTV_LOG(Priority::Warning, kClsidFailed);
         return false;
     }
-    if (FAILED(createInstance(providerClass, nullptr, CLSCTX_ALL, IID_PPV_ARGS(networkProvider)))) {
+    // The caller gets the provider only once it is in the graph.
+    ComPtr<IBaseFilter> provider;
+    if (FAILED(createInstance(providerClass, nullptr, CLSCTX_ALL, IID_PPV_ARGS(provider.put())))) {
         QISRTV_LOG(Priority::Warning, kCreateProviderFailed);
         return false;
     }
-    if (FAILED((*graph)->AddFilter(*networkProvider, kAtscQamProviderName))) {
+    if (FAILED((*graph)->AddFilter(provider.get(), kAtscQamProviderName))) {
         QISRTV_LOG(Priority::Warning, kAddProviderFailed);
-        (*networkProvider)->Release();
-        *networkProvider = nullptr;
         return false;
     }
+    *networkProvider = provider.detach();
     QISRTV_LOG(Priority::Debug, kAddedProvider);
     return true;
 }
