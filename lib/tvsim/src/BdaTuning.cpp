@@ -3,8 +3,6 @@
 // that tests can read exactly what was tuned.
 #include <cctype>
 #include <cstdio>
-#include <mutex>
-#include <set>
 #include <string>
 #include <string_view>
 
@@ -35,18 +33,15 @@ qis::String guidText(REFGUID id) {
 }
 
 // The journal's name for the value of "put_MinorChannel", "put_TSID", "put_LPInnerFEC":
-// "minorChannel", "tsid", "lpInnerFEC". Kept for the process's life, as argument names are.
-const char* propertyName(std::string_view method) {
+// "minorChannel", "tsid", "lpInnerFEC".
+std::string propertyName(std::string_view method) {
     std::string name(method.substr(method.find('_') + 1));
     std::size_t capitals = 0;
     while (capitals < name.size() && std::isupper(static_cast<unsigned char>(name[capitals]))) ++capitals;
     // In "LPInnerFEC" the I starts the next word; in "TSID" every letter is the acronym.
     const std::size_t lower = capitals > 1 && capitals < name.size() ? capitals - 1 : capitals;
     for (std::size_t i = 0; i < lower; ++i) name[i] = static_cast<char>(std::tolower(static_cast<unsigned char>(name[i])));
-    static std::mutex mutex;
-    static std::set<std::string> names;
-    std::lock_guard lock(mutex);
-    return names.insert(std::move(name)).first->c_str();
+    return name;
 }
 
 // A long property: put_ stores and journals the value under the property's name, get_ reads it.
@@ -55,7 +50,7 @@ HRESULT putValue(Object& object, const char* method, T& field, T value) {
     return object.journal(method, [&] {
         field = value;
         return S_OK;
-    }, Arguments().with(propertyName(method), static_cast<long long>(value)));
+    }, Arguments().with(propertyName(method).c_str(), static_cast<long long>(value)));
 }
 
 template <class Object, class T>

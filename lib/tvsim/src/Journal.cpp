@@ -172,7 +172,7 @@ namespace {
 bool argumentsMatch(const FaultRule& rule, const std::vector<Argument>& named) {
     return std::all_of(rule.arguments.begin(), rule.arguments.end(), [&](const auto& wanted) {
         return std::any_of(named.begin(), named.end(),
-                           [&](const Argument& given) { return wanted.first == given.name && wanted.second == given.value; });
+                           [&](const Argument& given) { return wanted.first.utf8() == given.name && wanted.second == given.value; });
     });
 }
 

@@ -16,7 +16,7 @@ namespace tvsim {
 
 // One argument of a call, by name; numbers are written as numbers.
 struct Argument {
-    const char* name;
+    std::string name;
     qis::String value;
     bool isNumber = false;
 };
