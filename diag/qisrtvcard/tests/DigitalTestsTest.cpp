@@ -20,6 +20,7 @@
 #include "frame/ComFactory.h"
 #include "frame/CountryDialog.h"
 #include "frame/TestEntries.h"
+#include "tunekit/ComOwners.h"
 #include "tunekit/ComPtr.h"
 #include "tvsim/Simulation.h"
 
@@ -497,10 +498,9 @@ protected:
         return LoadFilter(tunekit::KSCATEGORY_BDA_NETWORK_TUNER, tuner_.put(), provider_.get(), true, graph_.get(), system_->device(), strict);
     }
     std::string tunerName() {
-        FILTER_INFO info{};
-        if (!tuner_ || FAILED(tuner_->QueryFilterInfo(&info))) return "(none)";
-        if (info.pGraph) info.pGraph->Release();
-        return qis::String(info.achName).utf8();
+        tunekit::FilterInfo info;
+        if (!tuner_ || FAILED(tuner_->QueryFilterInfo(info.put()))) return "(none)";
+        return qis::String(info->achName).utf8();
     }
 
     std::unique_ptr<testing::SimulatedSystem> system_;

@@ -35,10 +35,9 @@ std::vector<std::string> filterNames(IGraphBuilder* graph) {
     ComPtr<IEnumFilters> filters;
     graph->EnumFilters(filters.put());
     for (ComPtr<IBaseFilter> filter; filters->Next(1, filter.put(), nullptr) == S_OK;) {
-        FILTER_INFO info{};
-        filter->QueryFilterInfo(&info);
-        if (info.pGraph) info.pGraph->Release();
-        names.push_back(qis::String(info.achName).utf8());
+        tunekit::FilterInfo info;
+        filter->QueryFilterInfo(info.put());
+        names.push_back(qis::String(info->achName).utf8());
     }
     return names;
 }
@@ -48,10 +47,9 @@ std::vector<std::string> pinNames(IBaseFilter* filter) {
     ComPtr<IEnumPins> pins;
     filter->EnumPins(pins.put());
     for (ComPtr<IPin> pin; pins->Next(1, pin.put(), nullptr) == S_OK;) {
-        PIN_INFO info{};
-        pin->QueryPinInfo(&info);
-        if (info.pFilter) info.pFilter->Release();
-        names.push_back(qis::String(info.achName).utf8());
+        tunekit::PinInfo info;
+        pin->QueryPinInfo(info.put());
+        names.push_back(qis::String(info->achName).utf8());
     }
     return names;
 }
@@ -65,13 +63,11 @@ ComPtr<IPin> pinOf(IBaseFilter* filter, const wchar_t* name) {
 std::string peerFilterName(IPin* pin) {
     ComPtr<IPin> peer;
     if (FAILED(pin->ConnectedTo(peer.put()))) return "";
-    PIN_INFO info{};
-    peer->QueryPinInfo(&info);
-    FILTER_INFO filterInfo{};
-    info.pFilter->QueryFilterInfo(&filterInfo);
-    info.pFilter->Release();
-    if (filterInfo.pGraph) filterInfo.pGraph->Release();
-    return qis::String(filterInfo.achName).utf8();
+    tunekit::PinInfo info;
+    peer->QueryPinInfo(info.put());
+    tunekit::FilterInfo filterInfo;
+    info->pFilter->QueryFilterInfo(filterInfo.put());
+    return qis::String(filterInfo->achName).utf8();
 }
 
 std::vector<MediaType> typesOf(IPin* pin) {
