@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "tvsim/Bda.h"
+#include "tvsim/MediaType.h"
 #include "tvsim/SimObject.h"
 
 namespace tvsim {
@@ -25,12 +26,6 @@ using tunekit::ComPtr;
     STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*) override { return E_NOTIMPL; }
 
 qis::String number(long value) { return qis::String::number(value); }
-
-qis::String guidText(REFGUID id) {
-    wchar_t text[40] = {};
-    StringFromGUID2(id, text, 40);
-    return qis::String(text);
-}
 
 // The journal's name for the value of "put_MinorChannel", "put_TSID", "put_LPInnerFEC":
 // "minorChannel", "tsid", "lpInnerFEC".

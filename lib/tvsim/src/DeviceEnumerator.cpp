@@ -31,12 +31,6 @@ const char* categoryName(REFGUID id) {
     return nullptr;
 }
 
-qis::String guidText(REFGUID id) {
-    wchar_t text[40] = {};
-    StringFromGUID2(id, text, 40);
-    return qis::String(text);
-}
-
 // A registry value the device's key does not have reads as "file not found".
 const HRESULT kNoSuchValue = HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
 

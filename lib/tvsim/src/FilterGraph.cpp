@@ -374,8 +374,6 @@ private:
     // else to a new MPEG-2 demultiplexer, and what that filter puts out is
     // rendered in turn, as the system's intelligent connect does.
     static bool isTransportStream(const GUID& subtype) {
-        // KSDATAFORMAT_SUBTYPE_BDA_MPEG2_TRANSPORT, what BDA receivers deliver.
-        static constexpr GUID kBdaTransport = {0xf4aeb342, 0x0329, 0x4fdd, {0xa8, 0xfd, 0x4a, 0xff, 0x49, 0x26, 0xc9, 0x78}};
         return subtype == MEDIASUBTYPE_MPEG2_TRANSPORT || subtype == MEDIASUBTYPE_MPEG2_TRANSPORT_STRIDE || subtype == kBdaTransport;
     }
 

@@ -92,4 +92,10 @@ MediaType MediaType::named(const qis::String& name) {
 }
 
 
+qis::String guidText(REFGUID id) {
+    wchar_t text[40] = {};
+    StringFromGUID2(id, text, 40);
+    return qis::String(text);
+}
+
 } // namespace tvsim

@@ -23,8 +23,6 @@ constexpr unsigned kNullEvery = 10;      // one packet in ten is stuffing
 constexpr unsigned kPcrEvery = 5;        // one video packet in five carries a PCR
 constexpr std::uint64_t kPcrTicksPerPacket = 2095; // 27 MHz ticks of one packet at 19.39 Mbit/s
 
-constexpr GUID kBdaTransport = {0xf4aeb342, 0x0329, 0x4fdd, {0xa8, 0xfd, 0x4a, 0xff, 0x49, 0x26, 0xc9, 0x78}};
-
 // Writes the packets of one stream, continuing counters from sample to sample.
 class TransportStreamWriter {
 public:

@@ -29,4 +29,10 @@ struct MediaType {
 
 using tunekit::freeMediaType;
 
+// The subtype a BDA tuner's transport output announces (KSDATAFORMAT_SUBTYPE_BDA_MPEG2_TRANSPORT).
+constexpr GUID kBdaTransport = {0xf4aeb342, 0x0329, 0x4fdd, {0xa8, 0xfd, 0x4a, 0xff, 0x49, 0x26, 0xc9, 0x78}};
+
+// "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}", as the registry and the journal write a GUID.
+qis::String guidText(REFGUID id);
+
 } // namespace tvsim
