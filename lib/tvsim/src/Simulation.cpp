@@ -62,7 +62,7 @@ void Simulation::PacedClock::sleepFor(qis::Nanoseconds duration) {
     keepPace(elapsed());
 }
 
-qis::Clock& Simulation::clock() { return clock_; }
+qis::VirtualClock& Simulation::clock() { return clock_; }
 
 qis::Nanoseconds Simulation::elapsed() { return clock_.elapsed() - started_; }
 

@@ -47,7 +47,8 @@ public:
     const Scenario& scenario() const { return scenario_; }
     Journal& journal() { return journal_; }
     FaultPlan& faults() { return faults_; }
-    qis::Clock& clock();
+    // Virtual: a caller may coarsen how far each read of it moves time on (its poll step).
+    qis::VirtualClock& clock();
     // Virtual time since the simulation started: the same with or without realtime.
     qis::Nanoseconds elapsed();
 
