@@ -4,7 +4,7 @@ if(NOT WIN32)
   return()
 endif()
 
-# Unity builds (CMAKE_UNITY_BUILD, on in the windows preset) compile a target's sources in batches,
+# Unity builds (CMAKE_UNITY_BUILD, on in the presets) compile a target's sources in batches,
 # so the templates they share (COM pointers, strings, JSON, GoogleTest) are instantiated and
 # optimised once a batch instead of once a source. Left out: the sources that include <windows.h>
 # themselves, whose macros (MessageBox among them) would rename the framework's names in the
