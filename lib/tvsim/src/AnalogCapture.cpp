@@ -13,8 +13,6 @@
 #include <cstring>
 #include <optional>
 
-#include <dvdmedia.h>
-
 #include "tvsim/Bda.h"
 #include "tvsim/Filter.h"
 #include "tvsim/Objects.h"

@@ -9,6 +9,7 @@
 #include <dshow.h>
 
 #include <amvideo.h>
+#include <dvdmedia.h>
 #include <control.h>
 #include <uuids.h>
 
