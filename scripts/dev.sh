@@ -69,10 +69,12 @@ native_tree() {
 
 run_tests() {
   mkdir -p build
-  local native_log=build/native-tree.log native_pid
-  native_tree >"$native_log" 2>&1 &
+  local native_log=build/native-tree.log
+  # A session of its own, so that a failure here stops the whole background build with it.
+  export -f native_tree
+  setsid bash -c native_tree >"$native_log" 2>&1 &
   native_pid=$!
-  trap 'kill $native_pid 2>/dev/null || true' EXIT
+  trap 'kill -- -$native_pid 2>/dev/null || true' EXIT
   build windows
   xvfb-run -a bash -c "$wine_run $prefix --start; rc=0; ctest --preset windows || rc=\$?; $wine_run $prefix --stop; exit \$rc"
   package

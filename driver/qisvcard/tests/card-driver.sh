@@ -5,12 +5,6 @@
 # in for Wine 8's file writer (it lacks IStream; docs/virtual-card-driver.md, "Findings").
 #   card-driver.sh WINE_RUN QISRTVCARD_EXE QISVCARD_DLL
 set -u
-# An X display of its own, so that it can run beside the other tests: its windows come from a
-# wineserver of its own.
-if [ -z "${CARD_DRIVER_DISPLAY:-}" ]; then
-  command -v xvfb-run >/dev/null 2>&1 || { echo "xvfb-run is missing: apt-get install xvfb xauth" >&2; exit 1; }
-  CARD_DRIVER_DISPLAY=own exec xvfb-run -a sh "$0" "$@"
-fi
 wine_run=$1 program=$2 dll=$3
 command -v wine >/dev/null 2>&1 || { echo "wine is missing: apt-get install wine" >&2; exit 1; }
 command -v ffprobe >/dev/null 2>&1 || { echo "ffprobe is missing: apt-get install ffmpeg" >&2; exit 1; }
