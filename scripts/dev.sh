@@ -70,10 +70,13 @@ native_tree() {
 run_tests() {
   mkdir -p build
   local native_log=build/native-tree.log
-  # A session of its own, so that a failure here stops the whole background build with it.
-  export -f native_tree
-  setsid bash -c native_tree >"$native_log" 2>&1 &
+  # A process group of its own (job control), so that a failure here stops the whole background
+  # build with it. Not a session of its own: the kernel shares the CPU evenly between sessions
+  # (autogroups), and nice would no longer hold the native tree back.
+  set -m
+  native_tree >"$native_log" 2>&1 &
   native_pid=$!
+  set +m
   trap 'kill -- -$native_pid 2>/dev/null || true' EXIT
   build windows
   xvfb-run -a bash -c "$wine_run $prefix --start; rc=0; ctest --preset windows || rc=\$?; $wine_run $prefix --stop; exit \$rc"
