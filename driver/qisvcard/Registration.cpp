@@ -9,6 +9,7 @@
 #include "Module.h"
 #include "Registry.h"
 #include "tunekit/ComPtr.h"
+#include "tunekit/ComValues.h"
 #include "tunekit/DirectShow.h"
 
 namespace qisvcard {
@@ -25,13 +26,10 @@ constexpr wchar_t kPreviewPinName[] = L"Preview";
 std::wstring instanceName() { return guidText(kCardClsid); }
 
 HRESULT writeText(IPropertyBag& bag, const wchar_t* name, const qis::String& text) {
-    VARIANT value;
-    VariantInit(&value);
-    value.vt = VT_BSTR;
-    value.bstrVal = SysAllocString(text.wide().c_str());
-    const HRESULT hr = value.bstrVal ? bag.Write(name, &value) : E_OUTOFMEMORY;
-    VariantClear(&value);
-    return hr;
+    tunekit::Variant value;
+    value.get()->vt = VT_BSTR;
+    value.get()->bstrVal = SysAllocString(text.wide().c_str());
+    return value.value().bstrVal ? bag.Write(name, value.get()) : E_OUTOFMEMORY;
 }
 
 HRESULT registerDevice(const Card& card) {

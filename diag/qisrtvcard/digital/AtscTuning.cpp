@@ -5,6 +5,7 @@
 #include "frame/Trace.h"
 #include "tunekit/ComPtr.h"
 #include "tunekit/ComValues.h"
+#include "tunekit/ComValues.h"
 
 namespace qisrtvcard {
 namespace {
@@ -88,11 +89,8 @@ bool initializeATSCQAMTuner(ITuningSpace** tuningSpace, IBaseFilter** networkPro
         QISRTV_LOG(Priority::Warning, kContainerFailed + hrNumber(hr));
         return false;
     }
-    VARIANT index;
-    VariantInit(&index);
-    index.vt = VT_I4;
-    index.lVal = kAtscQamTuningSpaceIndex;
-    hr = container->get_Item(index, tuningSpace);
+    const tunekit::Variant index(kAtscQamTuningSpaceIndex);
+    hr = container->get_Item(index.value(), tuningSpace);
     if (FAILED(hr)) {
         QISRTV_LOG(Priority::Warning, kGetItemFailed + hrNumber(hr));
         return false;

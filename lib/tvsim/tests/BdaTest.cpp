@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "SimTestSupport.h"
+#include "tunekit/ComValues.h"
 #include "tvsim/Filter.h"
 
 namespace tvsim {
@@ -48,25 +49,18 @@ protected:
         EXPECT_EQ(moniker->BindToObject(nullptr, nullptr, IID_IBaseFilter, filter.putVoid()), S_OK);
         ComPtr<IPropertyBag> bag;
         EXPECT_EQ(moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag, bag.putVoid()), S_OK);
-        VARIANT value;
-        VariantInit(&value);
-        if (devicePath && bag->Read(L"DevicePath", &value, nullptr) == S_OK) *devicePath = qis::String(value.bstrVal).utf8();
-        VariantClear(&value);
-        EXPECT_EQ(bag->Read(L"FriendlyName", &value, nullptr), S_OK);
-        if (graph) EXPECT_EQ(graph->AddFilter(filter.get(), value.bstrVal), S_OK);
-        VariantClear(&value);
+        tunekit::Variant path, name;
+        if (devicePath && bag->Read(L"DevicePath", path.get(), nullptr) == S_OK) *devicePath = qis::String(path.value().bstrVal).utf8();
+        EXPECT_EQ(bag->Read(L"FriendlyName", name.get(), nullptr), S_OK);
+        if (graph) EXPECT_EQ(graph->AddFilter(filter.get(), name.value().bstrVal), S_OK);
         return filter;
     }
 
     // An ATSC tune request for a physical channel on a space of the container (antenna or cable).
     ComPtr<ITuneRequest> atscRequest(long physicalChannel, TunerInputType input) {
         auto spaces = create<ITuningSpaceContainer>(CLSID_SystemTuningSpaces);
-        VARIANT index;
-        VariantInit(&index);
-        index.vt = VT_I4;
-        index.lVal = 0;
         ComPtr<ITuningSpace> space;
-        EXPECT_EQ(spaces->get_Item(index, space.put()), S_OK);
+        EXPECT_EQ(spaces->get_Item(tunekit::Variant(0).value(), space.put()), S_OK);
         EXPECT_EQ(query<IATSCTuningSpace>(space)->put_InputType(input), S_OK);
         ComPtr<ITuneRequest> request;
         EXPECT_EQ(space->CreateTuneRequest(request.put()), S_OK);
@@ -460,21 +454,16 @@ TEST_F(SystemObjects, TheTuningSpaceContainerIsIndexedFromZeroAndByName) {
     LONG count = 0;
     ASSERT_EQ(container->get_Count(&count), S_OK);
     ASSERT_GE(count, 4);
-    VARIANT index;
-    VariantInit(&index);
-    index.vt = VT_I4;
-    index.lVal = 3;
     ComPtr<ITuningSpace> space;
-    ASSERT_EQ(container->get_Item(index, space.put()), S_OK);
+    ASSERT_EQ(container->get_Item(tunekit::Variant(3).value(), space.put()), S_OK);
     EXPECT_EQ(uniqueNameOf(space.get()), "Digital Cable");
     EXPECT_TRUE(query<IATSCTuningSpace>(space)) << "a cable ATSC space, which the OpenCable test tunes with";
-    index.lVal = count;
-    EXPECT_TRUE(FAILED(container->get_Item(index, space.put())));
-    index.vt = VT_BSTR;
-    index.bstrVal = SysAllocString(L"ATSCCable");
-    ASSERT_EQ(container->get_Item(index, space.put()), S_OK);
+    EXPECT_TRUE(FAILED(container->get_Item(tunekit::Variant(count).value(), space.put())));
+    tunekit::Variant name;
+    name.get()->vt = VT_BSTR;
+    name.get()->bstrVal = SysAllocString(L"ATSCCable");
+    ASSERT_EQ(container->get_Item(name.value(), space.put()), S_OK);
     EXPECT_EQ(uniqueNameOf(space.get()), "ATSCCable");
-    VariantClear(&index);
 }
 
 } // namespace

@@ -31,6 +31,11 @@ private:
 class Variant {
 public:
     Variant() { VariantInit(&value_); }
+    // A VT_I4: how collections such as the tuning-space container are indexed by position.
+    explicit Variant(LONG number) : Variant() {
+        value_.vt = VT_I4;
+        value_.lVal = number;
+    }
     ~Variant() { VariantClear(&value_); }
     Variant(const Variant&) = delete;
     Variant& operator=(const Variant&) = delete;
