@@ -11,6 +11,7 @@
 #include "tunekit/ComPtr.h"
 #include "tunekit/ComValues.h"
 #include "tunekit/DirectShow.h"
+#include "tvsim/MediaType.h"
 
 namespace qisvcard {
 namespace {
@@ -23,7 +24,7 @@ constexpr wchar_t kCapturePinName[] = L"Capture";
 constexpr wchar_t kPreviewPinName[] = L"Preview";
 
 // The device's instance key is named after the card's class, so it is found again to remove it.
-std::wstring instanceName() { return guidText(kCardClsid); }
+std::wstring instanceName() { return tvsim::guidText(kCardClsid).wide(); }
 
 HRESULT writeText(IPropertyBag& bag, const wchar_t* name, const qis::String& text) {
     tunekit::Variant value;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Module.h"
+#include "tvsim/MediaType.h"
 
 namespace qisvcard {
 namespace {
@@ -16,7 +17,7 @@ constexpr wchar_t kServerKey[] = L"InprocServer32";
 constexpr wchar_t kThreadingModel[] = L"ThreadingModel";
 constexpr wchar_t kBoth[] = L"Both";
 
-std::wstring classKeyPath() { return L"CLSID\\" + guidText(kCardClsid); }
+std::wstring classKeyPath() { return L"CLSID\\" + tvsim::guidText(kCardClsid).wide(); }
 
 class Key {
 public:
@@ -46,12 +47,6 @@ std::wstring modulePath() {
 }
 
 } // namespace
-
-std::wstring guidText(const GUID& guid) {
-    wchar_t text[40] = {};
-    StringFromGUID2(guid, text, 40);
-    return text;
-}
 
 long writeClassKey(const qis::String& friendlyName, const qis::String& scenario) {
     Key classKey;

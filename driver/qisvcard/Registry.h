@@ -4,8 +4,6 @@
 
 #include <windows.h>
 
-#include <string>
-
 #include "qis/String.h"
 
 namespace qisvcard {
@@ -16,7 +14,5 @@ long writeClassKey(const qis::String& friendlyName, const qis::String& scenario)
 void removeClassKey();
 // The scenario the class key names, empty for the default.
 qis::String registeredScenario();
-
-std::wstring guidText(const GUID& guid);
 
 } // namespace qisvcard

@@ -5,7 +5,6 @@
 #include "frame/Trace.h"
 #include "tunekit/ComPtr.h"
 #include "tunekit/ComValues.h"
-#include "tunekit/ComValues.h"
 
 namespace qisrtvcard {
 namespace {
